@@ -1,0 +1,1 @@
+// Holds the driver target open until its rooms stand.

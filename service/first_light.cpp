@@ -1,0 +1,212 @@
+// Provisional weak definitions of the doors between rooms, so that every room links while its neighbours are
+// being built. Each disappears behind the real one; this file goes when the last room stands.
+#include <omp.h>
+#include <sched.h>
+
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "blas/blas.h"
+#include "lapack/lapack.h"
+#include "service/buffer_cache.h"
+#include "service/cleanup.h"
+#include "service/clock.h"
+#include "service/cpu_dispatch.h"
+#include "service/cpu_predicates.h"
+#include "service/environment.h"
+#include "service/frequency.h"
+#include "service/memory.h"
+#include "service/messages.h"
+#include "service/progress.h"
+#include "service/reproducibility.h"
+#include "service/safe_string.h"
+#include "service/spin_lock.h"
+#include "service/thread_count.h"
+#include "service/topology.h"
+#include "service/verbose.h"
+#include "service/work_split.h"
+#include "service/xerbla.h"
+
+#define PROVISIONAL __attribute__((weak))
+
+extern "C" {
+PROVISIONAL int vex_serv_getenv(const char* name, char* buffer, int capacity) {
+  const char* value = getenv(name);
+  int length = value ? static_cast<int>(strlen(value)) : 0;
+  buffer[0] = 0;
+  if (length >= capacity) return -length;
+  if (value) strcpy(buffer, value);
+  return length;
+}
+PROVISIONAL void vex_serv_print(int, int id, int, ...) { printf("[message %d]\n", id); }
+PROVISIONAL void vex_serv_xerbla(const char* name, const vex_int* code, vex_int) {
+  printf("\n[parameter %d of %s]\n", static_cast<int>(*code), name);
+}
+PROVISIONAL void vex_set_xerbla_interface(vex_xerbla_handler) {}
+PROVISIONAL void vex_serv_iface_xerbla(const char* n, const vex_int* c, vex_int l) { vex_serv_xerbla(n, c, l); }
+PROVISIONAL void cdecl_xerbla(const char*, const vex_int*, vex_int) {}
+PROVISIONAL int cdecl_progress(const int*, const int*, const char*, vex_int) { return 0; }
+PROVISIONAL int vex_serv_progress(const int*, const int*, const char*, vex_int) { return 0; }
+PROVISIONAL void vex_serv_set_progress_interface(vex_progress_callback) {}
+PROVISIONAL void vex_serv_exit(int code) { exit(code); }
+PROVISIONAL void vex_serv_core_register_cleanup(vex_cleanup_function, void*) {}
+PROVISIONAL void vex_serv_thr_register_cleanup(vex_cleanup_function, void*) {}
+PROVISIONAL void vex_serv_lock(std::int32_t* word) {
+  while (__atomic_exchange_n(word, 1, __ATOMIC_ACQUIRE)) sched_yield();
+}
+PROVISIONAL int vex_serv_trylock(std::int32_t* word) { return !__atomic_exchange_n(word, 1, __ATOMIC_ACQUIRE); }
+PROVISIONAL void vex_serv_unlock(std::int32_t* word) { __atomic_store_n(word, 0, __ATOMIC_RELEASE); }
+PROVISIONAL void vex_serv_thread_yield() { sched_yield(); }
+PROVISIONAL int vex_serv_get_max_threads() { return omp_in_parallel() ? 1 : omp_get_max_threads(); }
+PROVISIONAL int vex_serv_domain_get_max_threads(int) { return vex_serv_get_max_threads(); }
+PROVISIONAL int vex_serv_get_dynamic() { return 1; }
+PROVISIONAL int vex_serv_omp_in_parallel() { return omp_in_parallel(); }
+PROVISIONAL int vex_serv_get_ncpus() { return 1; }
+PROVISIONAL int vex_serv_get_ncorespercpu() { return omp_get_num_procs(); }
+PROVISIONAL vex_int vex_serv_divbythreads(const vex_int* t, const vex_int* p, const vex_int* n, vex_int* length) {
+  vex_int q = *n / *p, r = *n % *p;
+  *length = q + (*t < r);
+  return *t * q + (*t < r ? *t : r);
+}
+PROVISIONAL int vex_serv_cpu_detect() { return __builtin_cpu_supports("avx512dq") ? 7 : __builtin_cpu_supports("avx2") ? 5 : 0; }
+PROVISIONAL int vex_serv_cbwr_get(int what) { return what == 1 || what == -1 ? 1 : -2; }
+PROVISIONAL int vex_serv_cbwr_get_auto_branch() { return 4; }
+PROVISIONAL int vex_serv_korva_cpu() { return 1; }
+PROVISIONAL int vex_serv_korva_cpu_true() { return 1; }
+PROVISIONAL int vex_serv_get_microarchitecture() { return 0; }
+PROVISIONAL void* vex_serv_malloc(std::size_t size, std::size_t) { return aligned_alloc(4096, (size + 4095) & ~4095ul); }
+PROVISIONAL void vex_serv_free(void* block) { free(block); }
+PROVISIONAL void* vex_serv_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
+PROVISIONAL void vex_serv_deallocate(void* block) { free(block); }
+PROVISIONAL void* vex_serv_iface_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
+PROVISIONAL void vex_serv_iface_deallocate(void* block) { free(block); }
+PROVISIONAL double vex_serv_dsecnd() { return omp_get_wtime(); }
+PROVISIONAL double vex_serv_iface_dsecnd() { return omp_get_wtime(); }
+PROVISIONAL double vex_serv_get_max_cpu_frequency() { return 1; }
+PROVISIONAL double vex_serv_get_cpu_frequency() { return 1; }
+PROVISIONAL const int* vex_serv_verbose_mode() { static const int off = 0; return &off; }
+PROVISIONAL const int* vex_serv_iface_verbose_mode() { return vex_serv_verbose_mode(); }
+PROVISIONAL void vex_serv_iface_print_verbose_info(double, int, const char*) {}
+PROVISIONAL std::size_t vex_serv_strnlen_s(const char* text, std::size_t bound) { return strnlen(text, bound); }
+PROVISIONAL char* vex_serv_strtok_s(char* text, std::size_t*, const char* delimiters, char** context) {
+  return strtok_r(text, delimiters, context);
+}
+PROVISIONAL int vex_serv_snprintf_s(char* buffer, std::size_t capacity, std::size_t, const char* format, ...) {
+  va_list list;
+  va_start(list, format);
+  int length = vsnprintf(buffer, capacity, format, list);
+  va_end(list);
+  return length;
+}
+PROVISIONAL int vex_serv_sscanf_s(const char* text, const char* format, ...) {
+  va_list list;
+  va_start(list, format);
+  int count = vsscanf(text, format, list);
+  va_end(list);
+  return count;
+}
+PROVISIONAL std::FILE* vex_serv_fopen(const char* name, const char* mode) { return fopen(name, mode); }
+PROVISIONAL int vex_serv_fclose(std::FILE* file) { return fclose(file); }
+PROVISIONAL int vex_serv_lsame(const char* a, const char* b) { return (*a | 32) == (*b | 32); }
+}
+
+namespace vex::blas {
+PROVISIONAL void xgemm(Trans ta, Trans tb, double alpha, ConstMatrixView a, ConstMatrixView b, double beta, MatrixView c) {
+  vex_int k = ta == Trans::no ? a.cols : a.rows;
+  for (vex_int j = 0; j < c.cols; ++j)
+    for (vex_int i = 0; i < c.rows; ++i) {
+      double sum = 0;
+      for (vex_int p = 0; p < k; ++p) sum += (ta == Trans::no ? a(i, p) : a(p, i)) * (tb == Trans::no ? b(p, j) : b(j, p));
+      c(i, j) = (beta == 0 ? 0 : beta * c(i, j)) + alpha * sum;
+    }
+}
+PROVISIONAL void gemm(Trans ta, Trans tb, double alpha, ConstMatrixView a, ConstMatrixView b, double beta, MatrixView c) {
+  xgemm(ta, tb, alpha, a, b, beta, c);
+}
+PROVISIONAL void trsv(Uplo uplo, Trans trans, Diag diag, ConstMatrixView a, double* x, vex_int incx) {
+  bool forward = (uplo == Uplo::lower) == (trans == Trans::no);
+  vex_int n = a.rows;
+  for (vex_int s = 0; s < n; ++s) {
+    vex_int i = forward ? s : n - 1 - s;
+    double sum = x[i * incx];
+    for (vex_int t = 0; t < s; ++t) {
+      vex_int j = forward ? t : n - 1 - t;
+      sum -= (trans == Trans::no ? a(i, j) : a(j, i)) * x[j * incx];
+    }
+    x[i * incx] = diag == Diag::unit ? sum : sum / a(i, i);
+  }
+}
+PROVISIONAL void xtrsm(Side, Uplo uplo, Trans trans, Diag diag, double, ConstMatrixView a, MatrixView b) {
+  for (vex_int j = 0; j < b.cols; ++j) trsv(uplo, trans, diag, a, b.col(j), 1);  // left side, alpha 1 only
+}
+PROVISIONAL void trsm(Side s, Uplo u, Trans t, Diag d, double alpha, ConstMatrixView a, MatrixView b) { xtrsm(s, u, t, d, alpha, a, b); }
+PROVISIONAL void xgemv(Trans trans, double alpha, ConstMatrixView a, const double* x, vex_int incx, double beta, double* y, vex_int incy) {
+  vex_int m = trans == Trans::no ? a.rows : a.cols, n = trans == Trans::no ? a.cols : a.rows;
+  for (vex_int i = 0; i < m; ++i) {
+    double sum = 0;
+    for (vex_int j = 0; j < n; ++j) sum += (trans == Trans::no ? a(i, j) : a(j, i)) * x[j * incx];
+    y[i * incy] = (beta == 0 ? 0 : beta * y[i * incy]) + alpha * sum;
+  }
+}
+PROVISIONAL vex_int idamax(vex_int n, const double* x, vex_int incx) {
+  if (n < 1 || incx < 1) return 0;
+  vex_int best = 0;
+  for (vex_int i = 1; i < n; ++i)
+    if (std::fabs(x[i * incx]) > std::fabs(x[best * incx])) best = i;
+  return best + 1;
+}
+PROVISIONAL void scal(vex_int n, double alpha, double* x, vex_int incx) { for (vex_int i = 0; i < n; ++i) x[i * incx] *= alpha; }
+PROVISIONAL void xswap(vex_int n, double* x, vex_int incx, double* y, vex_int incy) {
+  for (vex_int i = 0; i < n; ++i) { double t = x[i * incx]; x[i * incx] = y[i * incy]; y[i * incy] = t; }
+}
+}  // namespace vex::blas
+
+extern "C" {
+PROVISIONAL int vex_lapack_errchk_dgetrf(const int*, const int*, const double*, const int*, const int*, int* info) { *info = 0; return 0; }
+PROVISIONAL void vex_lapack_dgetrf(const vex_int* pm, const vex_int* pn, double* a, const vex_int* plda, vex_int* ipiv, vex_int* info) {
+  vex_int m = *pm, n = *pn, lda = *plda;
+  *info = 0;
+  for (vex_int j = 0; j < m && j < n; ++j) {
+    vex_int p = j + vex::blas::idamax(m - j, a + j + j * lda, 1) - 1;
+    ipiv[j] = p + 1;
+    vex::blas::xswap(n, a + j, lda, a + p, lda);
+    for (vex_int i = j + 1; i < m; ++i) a[i + j * lda] /= a[j + j * lda];
+    for (vex_int k = j + 1; k < n; ++k)
+      for (vex_int i = j + 1; i < m; ++i) a[i + k * lda] -= a[i + j * lda] * a[j + k * lda];
+  }
+}
+PROVISIONAL void vex_lapack_dgetrs(const char*, const vex_int* n, const vex_int*, const double* a, const vex_int* lda, const vex_int* ipiv, double* b, const vex_int*, vex_int* info, vex_int) {
+  *info = 0;
+  for (vex_int i = 0; i < *n; ++i) { double t = b[i]; b[i] = b[ipiv[i] - 1]; b[ipiv[i] - 1] = t; }
+  vex::ConstMatrixView view{a, *n, *n, *lda};
+  vex::blas::trsv(vex::blas::Uplo::lower, vex::blas::Trans::no, vex::blas::Diag::unit, view, b, 1);
+  vex::blas::trsv(vex::blas::Uplo::upper, vex::blas::Trans::no, vex::blas::Diag::non_unit, view, b, 1);
+}
+PROVISIONAL vex_int vex_lapack_ilaenv(const vex_int*, const char*, const char*, const vex_int*, const vex_int*, const vex_int*, const vex_int*, vex_int, vex_int) { return 48; }
+PROVISIONAL double vex_lapack_dlamch(const char* c, vex_int) { return (*c | 32) == 'e' ? 0x1p-53 : (*c | 32) == 's' ? 0x1p-1022 : 0; }
+PROVISIONAL void DGETRF(const int*, const int*, double*, const int*, int*, int*);
+PROVISIONAL void DGETRF(const int* m, const int* n, double* a, const int* lda, int* ipiv, int* info) {
+  vex_int m64 = *m, n64 = *n, lda64 = *lda, info64;
+  vex_int* wide = static_cast<vex_int*>(malloc(8 * static_cast<std::size_t>(m64 < n64 ? m64 : n64)));
+  vex_lapack_dgetrf(&m64, &n64, a, &lda64, wide, &info64);
+  for (vex_int i = 0; i < m64 && i < n64; ++i) ipiv[i] = static_cast<int>(wide[i]);
+  free(wide);
+  *info = static_cast<int>(info64);
+}
+PROVISIONAL void DGETRS(const char*, const int*, const int*, const double*, const int*, const int*, double*, const int*, int*, std::int64_t);
+PROVISIONAL void DGETRS(const char* trans, const int* n, const int* nrhs, const double* a, const int* lda, const int* ipiv, double* b, const int* ldb, int* info, std::int64_t) {
+  vex_int n64 = *n, r64 = *nrhs, lda64 = *lda, ldb64 = *ldb, info64;
+  vex_int* wide = static_cast<vex_int*>(malloc(8 * static_cast<std::size_t>(n64)));
+  for (vex_int i = 0; i < n64; ++i) wide[i] = ipiv[i];
+  vex_lapack_dgetrs(trans, &n64, &r64, a, &lda64, wide, b, &ldb64, &info64, 1);
+  free(wide);
+  *info = static_cast<int>(info64);
+}
+PROVISIONAL int ILAENV(const int*, const char*, const char*, const int*, const int*, const int*, const int*, std::int64_t, std::int64_t);
+PROVISIONAL int ILAENV(const int*, const char*, const char*, const int*, const int*, const int*, const int*, std::int64_t, std::int64_t) { return 48; }
+PROVISIONAL double DLAMCH(const char*, std::int64_t);
+PROVISIONAL double DLAMCH(const char* c, std::int64_t n) { return vex_lapack_dlamch(c, n); }
+}

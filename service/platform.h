@@ -1,0 +1,39 @@
+// The machine and the operating system as the library sees them: processor instructions, /proc, the system's
+// allocator. The only room that touches them; everybody else asks through a table of functions, which a test
+// may replace with recorded or invented machines.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+namespace vex::service {
+
+struct CpuidResult {
+  std::uint32_t eax, ebx, ecx, edx;
+};
+
+struct Platform {
+  CpuidResult (*cpuid)(std::uint32_t leaf, std::uint32_t subleaf);
+  std::uint64_t (*xgetbv)(std::uint32_t index);  // only called when CPUID says that OSXSAVE is on
+  std::uint64_t (*rdtsc)();
+  std::FILE* (*open_cpuinfo)();  // the processor description, opened for reading, or null
+  int (*processor_count)();      // as the OpenMP runtime counts them
+  // Affinity of the calling thread as a bit mask of `bytes` bytes; both return false when the kernel refuses.
+  bool (*get_affinity)(unsigned char* mask, std::size_t bytes);
+  bool (*set_affinity)(const unsigned char* mask, std::size_t bytes);
+  // The system allocator beneath the memory rooms.
+  void* (*system_malloc)(std::size_t bytes);
+  void (*system_free)(void* block);
+};
+
+// The table in force: the real machine's unless a test has installed another one.
+const Platform& platform();
+
+// The real machine's table, to copy and change for a test.
+extern const Platform real_platform;
+
+// Installs a table (null restores the real one). For tests: call before the rooms above have read anything.
+void set_platform(const Platform* table);
+
+}  // namespace vex::service

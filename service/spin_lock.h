@@ -1,0 +1,31 @@
+// The library's one lock: a 32-bit word, 0 free and 1 held.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+void vex_serv_lock(std::int32_t* word);
+int vex_serv_trylock(std::int32_t* word);  // 1 when taken
+void vex_serv_unlock(std::int32_t* word);
+void vex_serv_thread_yield();
+// Compare-and-swap; returns the previous value.
+std::int64_t vex_serv_cmpxchg(std::int64_t* target, std::int64_t expected, std::int64_t desired);
+
+}
+
+namespace vex::service {
+
+// Holds a lock word for the length of a scope.
+class SpinGuard {
+ public:
+  explicit SpinGuard(std::int32_t& word) : word_(&word) { vex_serv_lock(word_); }
+  ~SpinGuard() { vex_serv_unlock(word_); }
+  SpinGuard(const SpinGuard&) = delete;
+  SpinGuard& operator=(const SpinGuard&) = delete;
+
+ private:
+  std::int32_t* word_;
+};
+
+}  // namespace vex::service
