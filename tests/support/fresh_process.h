@@ -1,0 +1,46 @@
+// Runs a piece of a test in a child process of its own, so that state which the library reads once per process
+// is unread, and whatever it prints or exits with can be looked at.
+#pragma once
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+
+namespace vex::test {
+
+struct ProcessResult {
+  std::string output;  // everything written to standard output
+  std::string errors;  // everything written to standard error
+  int status = -1;     // exit status, or 128 + the signal that ended it
+};
+
+// `body` runs in the child with standard output and standard error captured; returning from it is exit status 0.
+inline ProcessResult in_fresh_process(const std::function<void()>& body) {
+  std::FILE* captured[2] = {std::tmpfile(), std::tmpfile()};
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(fileno(captured[0]), STDOUT_FILENO);
+    dup2(fileno(captured[1]), STDERR_FILENO);
+    body();
+    std::fflush(nullptr);
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  ProcessResult result;
+  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  std::string* texts[2] = {&result.output, &result.errors};
+  for (int i = 0; i < 2; ++i) {
+    std::rewind(captured[i]);
+    for (int c; (c = std::fgetc(captured[i])) != EOF;) texts[i]->push_back(static_cast<char>(c));
+    std::fclose(captured[i]);
+  }
+  return result;
+}
+
+}  // namespace vex::test
