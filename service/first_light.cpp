@@ -166,6 +166,7 @@ PROVISIONAL void xswap(vex_int n, double* x, vex_int incx, double* y, vex_int in
 
 extern "C" {
 PROVISIONAL int vex_lapack_errchk_dgetrf(const int*, const int*, const double*, const int*, const int*, int* info) { *info = 0; return 0; }
+PROVISIONAL int vex_lapack_errchk_dgetrf_ilp64(const vex_int*, const vex_int*, const double*, const vex_int*, const vex_int*, vex_int* info) { *info = 0; return 0; }
 PROVISIONAL void vex_lapack_dgetrf(const vex_int* pm, const vex_int* pn, double* a, const vex_int* plda, vex_int* ipiv, vex_int* info) {
   vex_int m = *pm, n = *pn, lda = *plda;
   *info = 0;
@@ -186,27 +187,4 @@ PROVISIONAL void vex_lapack_dgetrs(const char*, const vex_int* n, const vex_int*
   vex::blas::trsv(vex::blas::Uplo::upper, vex::blas::Trans::no, vex::blas::Diag::non_unit, view, b, 1);
 }
 PROVISIONAL vex_int vex_lapack_ilaenv(const vex_int*, const char*, const char*, const vex_int*, const vex_int*, const vex_int*, const vex_int*, vex_int, vex_int) { return 48; }
-PROVISIONAL double vex_lapack_dlamch(const char* c, vex_int) { return (*c | 32) == 'e' ? 0x1p-53 : (*c | 32) == 's' ? 0x1p-1022 : 0; }
-PROVISIONAL void DGETRF(const int*, const int*, double*, const int*, int*, int*);
-PROVISIONAL void DGETRF(const int* m, const int* n, double* a, const int* lda, int* ipiv, int* info) {
-  vex_int m64 = *m, n64 = *n, lda64 = *lda, info64;
-  vex_int* wide = static_cast<vex_int*>(malloc(8 * static_cast<std::size_t>(m64 < n64 ? m64 : n64)));
-  vex_lapack_dgetrf(&m64, &n64, a, &lda64, wide, &info64);
-  for (vex_int i = 0; i < m64 && i < n64; ++i) ipiv[i] = static_cast<int>(wide[i]);
-  free(wide);
-  *info = static_cast<int>(info64);
-}
-PROVISIONAL void DGETRS(const char*, const int*, const int*, const double*, const int*, const int*, double*, const int*, int*, std::int64_t);
-PROVISIONAL void DGETRS(const char* trans, const int* n, const int* nrhs, const double* a, const int* lda, const int* ipiv, double* b, const int* ldb, int* info, std::int64_t) {
-  vex_int n64 = *n, r64 = *nrhs, lda64 = *lda, ldb64 = *ldb, info64;
-  vex_int* wide = static_cast<vex_int*>(malloc(8 * static_cast<std::size_t>(n64)));
-  for (vex_int i = 0; i < n64; ++i) wide[i] = ipiv[i];
-  vex_lapack_dgetrs(trans, &n64, &r64, a, &lda64, wide, b, &ldb64, &info64, 1);
-  free(wide);
-  *info = static_cast<int>(info64);
-}
-PROVISIONAL int ILAENV(const int*, const char*, const char*, const int*, const int*, const int*, const int*, std::int64_t, std::int64_t);
-PROVISIONAL int ILAENV(const int*, const char*, const char*, const int*, const int*, const int*, const int*, std::int64_t, std::int64_t) { return 48; }
-PROVISIONAL double DLAMCH(const char*, std::int64_t);
-PROVISIONAL double DLAMCH(const char* c, std::int64_t n) { return vex_lapack_dlamch(c, n); }
 }
