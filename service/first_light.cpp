@@ -20,6 +20,7 @@
 #include "service/frequency.h"
 #include "service/memory.h"
 #include "service/messages.h"
+#include "service/platform.h"
 #include "service/progress.h"
 #include "service/reproducibility.h"
 #include "service/safe_string.h"
@@ -77,12 +78,10 @@ PROVISIONAL int vex_serv_cbwr_get_auto_branch() { return 4; }
 PROVISIONAL int vex_serv_korva_cpu() { return 1; }
 PROVISIONAL int vex_serv_korva_cpu_true() { return 1; }
 PROVISIONAL int vex_serv_get_microarchitecture() { return 0; }
-PROVISIONAL void* vex_serv_malloc(std::size_t size, std::size_t) { return aligned_alloc(4096, (size + 4095) & ~4095ul); }
-PROVISIONAL void vex_serv_free(void* block) { free(block); }
 PROVISIONAL void* vex_serv_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
-PROVISIONAL void vex_serv_deallocate(void* block) { free(block); }
+PROVISIONAL void vex_serv_deallocate(void* block) { vex_serv_free(block); }
 PROVISIONAL void* vex_serv_iface_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
-PROVISIONAL void vex_serv_iface_deallocate(void* block) { free(block); }
+PROVISIONAL void vex_serv_iface_deallocate(void* block) { vex_serv_free(block); }
 PROVISIONAL double vex_serv_dsecnd() { return omp_get_wtime(); }
 PROVISIONAL double vex_serv_iface_dsecnd() { return omp_get_wtime(); }
 PROVISIONAL double vex_serv_get_max_cpu_frequency() { return 1; }
@@ -111,6 +110,18 @@ PROVISIONAL int vex_serv_sscanf_s(const char* text, const char* format, ...) {
 PROVISIONAL std::FILE* vex_serv_fopen(const char* name, const char* mode) { return fopen(name, mode); }
 PROVISIONAL int vex_serv_fclose(std::FILE* file) { return fclose(file); }
 PROVISIONAL int vex_serv_lsame(const char* a, const char* b) { return (*a | 32) == (*b | 32); }
+}
+
+namespace vex::service {
+PROVISIONAL const Platform& platform() {
+  static const Platform table = [] {
+    Platform real{};
+    real.system_malloc = malloc;
+    real.system_free = free;
+    return real;
+  }();
+  return table;
+}
 }
 
 namespace vex::blas {

@@ -1,0 +1,81 @@
+// Plain aligned blocks. Below the address handed out lies a header that says how to give the block back:
+//
+//   system address | ... padding ... | header (24 bytes) | the block, aligned
+#include "service/memory.h"
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+#include "service/platform.h"
+
+namespace vex::service {
+namespace {
+
+struct BlockHeader {
+  void* system_block;      // as the system allocator gave it
+  std::size_t total_size;  // asked of the system allocator: size + alignment + header
+  std::uint32_t alignment;
+};
+static_assert(sizeof(BlockHeader) == 24);
+
+constexpr std::size_t smallest_alignment = 64;
+
+BlockHeader& header_of(void* block) {
+  return static_cast<BlockHeader*>(block)[-1];
+}
+
+std::size_t size_of(const BlockHeader& header) {
+  return header.total_size - header.alignment - sizeof(BlockHeader);
+}
+
+}  // namespace
+
+std::size_t effective_alignment(std::size_t alignment) {
+  return alignment < smallest_alignment || !std::has_single_bit(alignment) ? smallest_alignment : alignment;
+}
+
+}  // namespace vex::service
+
+using namespace vex::service;
+
+extern "C" {
+
+void* vex_serv_malloc(std::size_t size, std::size_t requested_alignment) {
+  const std::size_t alignment = effective_alignment(requested_alignment);
+  if (alignment > UINT32_MAX) return nullptr;  // does not fit the header
+  const std::size_t total = size + alignment + sizeof(BlockHeader);
+  if (total < size) return nullptr;
+  void* system_block = platform().system_malloc(total);
+  if (!system_block) return nullptr;
+  const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(system_block) + alignment + sizeof(BlockHeader);
+  void* block = reinterpret_cast<void*>(end & ~(alignment - 1));
+  header_of(block) = {system_block, total, static_cast<std::uint32_t>(alignment)};
+  return block;
+}
+
+void* vex_serv_calloc(std::size_t count, std::size_t size, std::size_t alignment) {
+  std::size_t bytes;
+  if (__builtin_mul_overflow(count, size, &bytes)) return nullptr;
+  void* block = vex_serv_malloc(bytes, alignment);
+  if (block) std::memset(block, 0, bytes);
+  return block;
+}
+
+void* vex_serv_realloc(void* block, std::size_t size) {
+  if (!block) return vex_serv_malloc(size, smallest_alignment);
+  const BlockHeader& header = header_of(block);
+  void* moved = vex_serv_malloc(size, header.alignment);
+  if (!moved) return nullptr;
+  const std::size_t old_size = size_of(header);
+  std::memcpy(moved, block, size < old_size ? size : old_size);
+  vex_serv_free(block);
+  return moved;
+}
+
+void vex_serv_free(void* block) {
+  if (!block) return;
+  void* system_block = header_of(block).system_block;
+  if (system_block) platform().system_free(system_block);
+}
+}
