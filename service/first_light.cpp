@@ -1,7 +1,6 @@
 // Provisional weak definitions of the doors between rooms, so that every room links while its neighbours are
 // being built. Each disappears behind the real one; this file goes when the last room stands.
 #include <omp.h>
-#include <sched.h>
 
 #include <cmath>
 #include <cstdarg>
@@ -24,11 +23,7 @@
 #include "service/progress.h"
 #include "service/reproducibility.h"
 #include "service/safe_string.h"
-#include "service/spin_lock.h"
-#include "service/thread_count.h"
-#include "service/topology.h"
 #include "service/verbose.h"
-#include "service/work_split.h"
 #include "service/xerbla.h"
 
 #define PROVISIONAL __attribute__((weak))
@@ -55,23 +50,6 @@ PROVISIONAL void vex_serv_set_progress_interface(vex_progress_callback) {}
 PROVISIONAL void vex_serv_exit(int code) { exit(code); }
 PROVISIONAL void vex_serv_core_register_cleanup(vex_cleanup_function, void*) {}
 PROVISIONAL void vex_serv_thr_register_cleanup(vex_cleanup_function, void*) {}
-PROVISIONAL void vex_serv_lock(std::int32_t* word) {
-  while (__atomic_exchange_n(word, 1, __ATOMIC_ACQUIRE)) sched_yield();
-}
-PROVISIONAL int vex_serv_trylock(std::int32_t* word) { return !__atomic_exchange_n(word, 1, __ATOMIC_ACQUIRE); }
-PROVISIONAL void vex_serv_unlock(std::int32_t* word) { __atomic_store_n(word, 0, __ATOMIC_RELEASE); }
-PROVISIONAL void vex_serv_thread_yield() { sched_yield(); }
-PROVISIONAL int vex_serv_get_max_threads() { return omp_in_parallel() ? 1 : omp_get_max_threads(); }
-PROVISIONAL int vex_serv_domain_get_max_threads(int) { return vex_serv_get_max_threads(); }
-PROVISIONAL int vex_serv_get_dynamic() { return 1; }
-PROVISIONAL int vex_serv_omp_in_parallel() { return omp_in_parallel(); }
-PROVISIONAL int vex_serv_get_ncpus() { return 1; }
-PROVISIONAL int vex_serv_get_ncorespercpu() { return omp_get_num_procs(); }
-PROVISIONAL vex_int vex_serv_divbythreads(const vex_int* t, const vex_int* p, const vex_int* n, vex_int* length) {
-  vex_int q = *n / *p, r = *n % *p;
-  *length = q + (*t < r);
-  return *t * q + (*t < r ? *t : r);
-}
 PROVISIONAL int vex_serv_cpu_detect() { return __builtin_cpu_supports("avx512dq") ? 7 : __builtin_cpu_supports("avx2") ? 5 : 0; }
 PROVISIONAL int vex_serv_cbwr_get(int what) { return what == 1 || what == -1 ? 1 : -2; }
 PROVISIONAL int vex_serv_cbwr_get_auto_branch() { return 4; }

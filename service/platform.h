@@ -13,6 +13,11 @@ struct CpuidResult {
   std::uint32_t eax, ebx, ecx, edx;
 };
 
+struct TimeOfDay {
+  std::int64_t seconds;
+  std::int64_t microseconds;  // 0 to 999999
+};
+
 struct Platform {
   CpuidResult (*cpuid)(std::uint32_t leaf, std::uint32_t subleaf);
   std::uint64_t (*xgetbv)(std::uint32_t index);  // only called when CPUID says that OSXSAVE is on
@@ -25,6 +30,8 @@ struct Platform {
   // The system allocator beneath the memory rooms.
   void* (*system_malloc)(std::size_t bytes);
   void (*system_free)(void* block);
+  std::int64_t (*calendar_seconds)();  // whole seconds since the epoch
+  TimeOfDay (*time_of_day)();
 };
 
 // The table in force: the real machine's unless a test has installed another one.

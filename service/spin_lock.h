@@ -11,10 +11,27 @@ void vex_serv_unlock(std::int32_t* word);
 void vex_serv_thread_yield();
 // Compare-and-swap; returns the previous value.
 std::int64_t vex_serv_cmpxchg(std::int64_t* target, std::int64_t expected, std::int64_t desired);
-
 }
 
 namespace vex::service {
+
+// How every wait inside the library passes its time: the first 5000 failed checks follow each other at once,
+// and before each further one the processor is offered to somebody else, so that a machine with many more
+// threads than processors still gets on.
+class SpinWait {
+ public:
+  void once() {
+    if (failed_ < spins_before_yield) {
+      ++failed_;
+    } else {
+      vex_serv_thread_yield();
+    }
+  }
+
+ private:
+  static constexpr int spins_before_yield = 5000;
+  int failed_ = 0;
+};
 
 // Holds a lock word for the length of a scope.
 class SpinGuard {

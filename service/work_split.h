@@ -11,5 +11,4 @@ vex_int vex_serv_divbythreadsnb(const vex_int* ithr, const vex_int* nthr, const 
                                 vex_int* length);
 vex_int vex_serv_divbythreadstr(const vex_int* ithr, const vex_int* nthr, const vex_int* n, const char* uplo,
                                 vex_int* length);
-
 }
