@@ -1,1 +1,0 @@
-// Holds the driver target open until its rooms stand.
