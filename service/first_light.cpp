@@ -1,6 +1,5 @@
 // Provisional weak definitions of the doors between rooms, so that every room links while its neighbours are
 // being built. Each disappears behind the real one; this file goes when the last room stands.
-#include <cpuid.h>
 #include <omp.h>
 
 #include <cmath>
@@ -20,7 +19,6 @@
 #include "service/frequency.h"
 #include "service/memory.h"
 #include "service/messages.h"
-#include "service/platform.h"
 #include "service/progress.h"
 #include "service/reproducibility.h"
 #include "service/safe_string.h"
@@ -89,23 +87,6 @@ PROVISIONAL int vex_serv_sscanf_s(const char* text, const char* format, ...) {
 PROVISIONAL std::FILE* vex_serv_fopen(const char* name, const char* mode) { return fopen(name, mode); }
 PROVISIONAL int vex_serv_fclose(std::FILE* file) { return fclose(file); }
 PROVISIONAL int vex_serv_lsame(const char* a, const char* b) { return (*a | 32) == (*b | 32); }
-}
-
-namespace vex::service {
-PROVISIONAL const Platform& platform() {
-  static const Platform table = [] {
-    Platform real{};
-    real.system_malloc = malloc;
-    real.system_free = free;
-    real.cpuid = [](std::uint32_t leaf, std::uint32_t subleaf) {
-      CpuidResult r{};
-      __cpuid_count(leaf, subleaf, r.eax, r.ebx, r.ecx, r.edx);
-      return r;
-    };
-    return real;
-  }();
-  return table;
-}
 }
 
 namespace vex::blas {
