@@ -12,11 +12,9 @@
 #include "lapack/lapack.h"
 #include "service/buffer_cache.h"
 #include "service/cleanup.h"
-#include "service/clock.h"
 #include "service/cpu_dispatch.h"
 #include "service/cpu_predicates.h"
 #include "service/environment.h"
-#include "service/frequency.h"
 #include "service/memory.h"
 #include "service/messages.h"
 #include "service/progress.h"
@@ -59,10 +57,6 @@ PROVISIONAL void* vex_serv_allocate(std::size_t size, std::size_t a) { return ve
 PROVISIONAL void vex_serv_deallocate(void* block) { vex_serv_free(block); }
 PROVISIONAL void* vex_serv_iface_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
 PROVISIONAL void vex_serv_iface_deallocate(void* block) { vex_serv_free(block); }
-PROVISIONAL double vex_serv_dsecnd() { return omp_get_wtime(); }
-PROVISIONAL double vex_serv_iface_dsecnd() { return omp_get_wtime(); }
-PROVISIONAL double vex_serv_get_max_cpu_frequency() { return 1; }
-PROVISIONAL double vex_serv_get_cpu_frequency() { return 1; }
 PROVISIONAL const int* vex_serv_verbose_mode() { static const int off = 0; return &off; }
 PROVISIONAL const int* vex_serv_iface_verbose_mode() { return vex_serv_verbose_mode(); }
 PROVISIONAL void vex_serv_iface_print_verbose_info(double, int, const char*) {}
