@@ -12,13 +12,10 @@
 #include "lapack/lapack.h"
 #include "service/buffer_cache.h"
 #include "service/cleanup.h"
-#include "service/cpu_dispatch.h"
-#include "service/cpu_predicates.h"
 #include "service/environment.h"
 #include "service/memory.h"
 #include "service/messages.h"
 #include "service/progress.h"
-#include "service/reproducibility.h"
 #include "service/safe_string.h"
 #include "service/verbose.h"
 #include "service/xerbla.h"
@@ -47,12 +44,6 @@ PROVISIONAL void vex_serv_set_progress_interface(vex_progress_callback) {}
 PROVISIONAL void vex_serv_exit(int code) { exit(code); }
 PROVISIONAL void vex_serv_core_register_cleanup(vex_cleanup_function, void*) {}
 PROVISIONAL void vex_serv_thr_register_cleanup(vex_cleanup_function, void*) {}
-PROVISIONAL int vex_serv_cpu_detect() { return __builtin_cpu_supports("avx512dq") ? 7 : __builtin_cpu_supports("avx2") ? 5 : 0; }
-PROVISIONAL int vex_serv_cbwr_get(int what) { return what == 1 || what == -1 ? 1 : -2; }
-PROVISIONAL int vex_serv_cbwr_get_auto_branch() { return 4; }
-PROVISIONAL int vex_serv_korva_cpu() { return 1; }
-PROVISIONAL int vex_serv_korva_cpu_true() { return 1; }
-PROVISIONAL int vex_serv_get_microarchitecture() { return 0; }
 PROVISIONAL void* vex_serv_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
 PROVISIONAL void vex_serv_deallocate(void* block) { vex_serv_free(block); }
 PROVISIONAL void* vex_serv_iface_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }

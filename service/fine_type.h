@@ -1,0 +1,44 @@
+// The fine type: what the processor is, under the ceiling in force.
+#pragma once
+
+#include "service/cpu_features.h"
+#include "service/detection_messages.h"
+#include "service/instruction_ceiling.h"
+
+extern "C" {
+
+// Detects anew. Below SSE3 it prints why, stores 1 in *failure_code and returns -1; *failure_code is 0
+// otherwise.
+int __detect_real_cpu(int* failure_code);
+}
+
+namespace vex::service {
+
+// Types 2, 4, 6, 8, 11 and 13 have no kernels and are never detected: a processor with AVX and no more is
+// sse42.
+enum FineType : int {
+  below_minimum = -1,
+  sse3_or_foreign = 0,
+  compatible = 1,  // never detected: what the COMPATIBLE branch asks for
+  sse42 = 3,
+  avx2 = 5,
+  avx512 = 7,
+  avx512_vnni = 9,
+  avx512_e2 = 10,
+  avx512_bf16 = 12,
+  avx512_fp16 = 14,
+  avx2_vnni = 15,
+  avx512_amx_fp16 = 16
+};
+
+struct FineDetection {
+  FineType type = below_minimum;
+  int failure_code = 0;
+  MessageList messages;
+};
+FineDetection detect_fine(const Processor& processor, LevelFlags flags);
+
+// The same for this process, printing nothing about a processor below the minimum.
+FineDetection detect_fine_here();
+
+}  // namespace vex::service
