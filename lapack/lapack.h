@@ -1,18 +1,18 @@
-// The doors of the factorization engine: every argument by reference, integers 64-bit, character arguments with
-// their lengths at the end of the list.
+// The doors of the factorization engine: every argument by reference, integers 64-bit, character arguments
+// with their lengths at the end of the list.
 #pragma once
 
 #include "service/types.h"
 
 extern "C" {
 
-// A = P L U in place. info: 0, k > 0 when U(k,k) is exactly zero (the first such k), -1002 when scratch memory
-// was not obtained. Checks nothing: the entries run vex_lapack_errchk_dgetrf first.
+// A = P L U in place. info: 0, k > 0 when U(k,k) is exactly zero (the first such k), -1002 when scratch
+// memory was not obtained. Checks nothing: the entries run vex_lapack_errchk_dgetrf first.
 void vex_lapack_dgetrf(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,
                        vex_int* info);
 
-// Argument check of the factorization: info and result 0, or info < 0, a report through the error handler, and
-// result 1.
+// Argument check of the factorization: info and result 0, or info < 0, a report through the error handler,
+// and result 1.
 int vex_lapack_errchk_dgetrf(const int* m, const int* n, const double* a, const int* lda, const int* ipiv,
                              int* info);
 int vex_lapack_errchk_dgetrf_ilp64(const vex_int* m, const vex_int* n, const double* a, const vex_int* lda,
@@ -28,5 +28,4 @@ vex_int vex_lapack_ilaenv(const vex_int* ispec, const char* name, const char* op
                           vex_int opts_length);
 
 double vex_lapack_dlamch(const char* cmach, vex_int cmach_length);
-
 }

@@ -9,7 +9,6 @@
 #include <cstring>
 
 #include "blas/blas.h"
-#include "lapack/lapack.h"
 #include "service/buffer_cache.h"
 #include "service/cleanup.h"
 #include "service/environment.h"
@@ -124,28 +123,3 @@ PROVISIONAL void xswap(vex_int n, double* x, vex_int incx, double* y, vex_int in
   for (vex_int i = 0; i < n; ++i) { double t = x[i * incx]; x[i * incx] = y[i * incy]; y[i * incy] = t; }
 }
 }  // namespace vex::blas
-
-extern "C" {
-PROVISIONAL int vex_lapack_errchk_dgetrf(const int*, const int*, const double*, const int*, const int*, int* info) { *info = 0; return 0; }
-PROVISIONAL int vex_lapack_errchk_dgetrf_ilp64(const vex_int*, const vex_int*, const double*, const vex_int*, const vex_int*, vex_int* info) { *info = 0; return 0; }
-PROVISIONAL void vex_lapack_dgetrf(const vex_int* pm, const vex_int* pn, double* a, const vex_int* plda, vex_int* ipiv, vex_int* info) {
-  vex_int m = *pm, n = *pn, lda = *plda;
-  *info = 0;
-  for (vex_int j = 0; j < m && j < n; ++j) {
-    vex_int p = j + vex::blas::idamax(m - j, a + j + j * lda, 1) - 1;
-    ipiv[j] = p + 1;
-    vex::blas::xswap(n, a + j, lda, a + p, lda);
-    for (vex_int i = j + 1; i < m; ++i) a[i + j * lda] /= a[j + j * lda];
-    for (vex_int k = j + 1; k < n; ++k)
-      for (vex_int i = j + 1; i < m; ++i) a[i + k * lda] -= a[i + j * lda] * a[j + k * lda];
-  }
-}
-PROVISIONAL void vex_lapack_dgetrs(const char*, const vex_int* n, const vex_int*, const double* a, const vex_int* lda, const vex_int* ipiv, double* b, const vex_int*, vex_int* info, vex_int) {
-  *info = 0;
-  for (vex_int i = 0; i < *n; ++i) { double t = b[i]; b[i] = b[ipiv[i] - 1]; b[ipiv[i] - 1] = t; }
-  vex::ConstMatrixView view{a, *n, *n, *lda};
-  vex::blas::trsv(vex::blas::Uplo::lower, vex::blas::Trans::no, vex::blas::Diag::unit, view, b, 1);
-  vex::blas::trsv(vex::blas::Uplo::upper, vex::blas::Trans::no, vex::blas::Diag::non_unit, view, b, 1);
-}
-PROVISIONAL vex_int vex_lapack_ilaenv(const vex_int*, const char*, const char*, const vex_int*, const vex_int*, const vex_int*, const vex_int*, vex_int, vex_int) { return 48; }
-}

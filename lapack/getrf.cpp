@@ -1,0 +1,107 @@
+// The entry of the LU factorization: argument check, and the choice of the way in which the work is done.
+#include "lapack/getrf.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "lapack/ilaenv.h"
+#include "lapack/lapack.h"
+#include "lapack/panel.h"
+#include "lapack/small/small.h"
+#include "lapack/tuning_trees.h"
+#include "service/cpu_dispatch.h"
+#include "service/thread_count.h"
+#include "service/xerbla.h"
+
+namespace vex::lapack {
+namespace {
+
+// The wide shapes that the tall-skinny way leaves alone: a panel of more columns outgrows one team.
+constexpr vex_int widest_tall_matrix = 4096;
+
+// From this code path on, single-thread teams keep to their own block columns, whose data their caches hold.
+constexpr int first_hinting_path = 7;
+
+template <typename Integer>
+int check_arguments(const Integer* m, const Integer* n, const Integer* lda, Integer* info) {
+  vex_int parameter = 0;
+  if (*m < 0) {
+    parameter = 1;
+  } else if (*n < 0) {
+    parameter = 2;
+  } else if (*lda < std::max<Integer>(1, *m)) {
+    parameter = 4;
+  }
+  *info = static_cast<Integer>(-parameter);
+  if (parameter == 0) return 0;
+  vex_serv_xerbla("DGETRF", &parameter, 6);
+  return 1;
+}
+
+}  // namespace
+
+Way choose_way(vex_int m, vex_int n) {
+  if (m == 0 || n == 0) return Way::nothing;
+  if (std::max(m, n) <= 16) return Way::small;
+  if (crossover(m, n) != 0) return Way::recursive;
+  if (n <= m / 4 && n <= widest_tall_matrix) return Way::tall_skinny;
+  return Way::large;
+}
+
+ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_threads) {
+  const auto tuned = [=](Parameter parameter) {
+    return tuned_value(code_path, max_threads, parameter, m, n);
+  };
+  ParallelPlan plan;
+  plan.nominal_width = tuned(Parameter::nb0);
+  plan.width = std::min(plan.nominal_width, tuned(Parameter::nb1));
+  plan.late_panel = std::min(tuned(Parameter::fts1), max_threads);
+  plan.early_panel = std::min(tuned(Parameter::fts0), plan.late_panel);
+  plan.late_update = std::min(tuned(Parameter::uts1), max_threads);
+  plan.early_update = std::min(tuned(Parameter::uts0), plan.late_update);
+  plan.width_switch = static_cast<double>(tuned(Parameter::nb_switch)) / 100.0;
+  plan.team_switch = static_cast<double>(tuned(Parameter::ts_switch)) / 100.0;
+  plan.thread_hint = code_path >= first_hinting_path && plan.early_panel == 1 && plan.late_panel == 1 &&
+                     plan.early_update == 1 && plan.late_update == 1;
+  // One team per block column right of the first panel, and the panel's own; the count is cut before the
+  // multiplication, where it cannot overflow yet.
+  const vex_int updates = std::min(n / plan.width - 1, max_threads);
+  plan.threads = std::min(updates * plan.late_update + plan.late_panel, max_threads);
+  if (std::min(m, n) <= plan.width) plan.threads = 1;
+  return plan;
+}
+
+}  // namespace vex::lapack
+
+int vex_lapack_errchk_dgetrf(const int* m, const int* n, const double*, const int* lda, const int*,
+                             int* info) {
+  return vex::lapack::check_arguments(m, n, lda, info);
+}
+
+int vex_lapack_errchk_dgetrf_ilp64(const vex_int* m, const vex_int* n, const double*, const vex_int* lda,
+                                   const vex_int*, vex_int* info) {
+  return vex::lapack::check_arguments(m, n, lda, info);
+}
+
+void vex_lapack_dgetrf(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,
+                       vex_int* info) {
+  using vex::lapack::Way;
+  *info = 0;
+  switch (vex::lapack::choose_way(*m, *n)) {
+    case Way::nothing:
+      return;
+    case Way::small:
+      return vex_lapack_ps_dgetrf_small(m, n, a, lda, ipiv, info);
+    case Way::recursive: {
+      const vex_int zero = 0;
+      if (vex_lapack_xdgetrf_local(m, n, a, lda, ipiv, info, &zero, &zero) != 0) {
+        *info = vex::lapack::info_not_finished;
+      }
+      return;
+    }
+    case Way::tall_skinny:
+      return vex_lapack_dgetrf_ts(m, n, a, lda, ipiv, info);
+    case Way::large:
+      return vex_lapack_xdgetrf(m, n, a, lda, ipiv, info);
+  }
+}

@@ -1,0 +1,38 @@
+// The ways in which a matrix can be factored and how one is chosen.
+#pragma once
+
+#include "service/types.h"
+
+namespace vex::lapack {
+
+enum class Way {
+  nothing,      // no rows or no columns
+  small,        // at most 16 x 16: the register-resident routine of the code path
+  recursive,    // small or thin: the sequential factorization on the calling thread
+  tall_skinny,  // one team of threads factors the whole matrix as a single panel
+  large         // sequential or parallel, as the tuning parameters say
+};
+
+Way choose_way(vex_int m, vex_int n);
+
+// The tuning parameters of the parallel way, each capped as they cap each other.
+struct ParallelPlan {
+  vex_int nominal_width, width;       // panel widths of the early and the late columns
+  vex_int early_panel, late_panel;    // team sizes for panel tasks
+  vex_int early_update, late_update;  // team sizes for update tasks
+  vex_int threads;                    // of the run; 1 when the matrix does not deserve more
+  double width_switch;                // fraction of the columns that are early
+  double team_switch;                 // fraction of the panels that are early
+  bool thread_hint;                   // block columns are bound to threads
+};
+
+ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_threads);
+
+}  // namespace vex::lapack
+
+extern "C" {
+
+// The tall-skinny way; for matrices at least four times taller than wide.
+void vex_lapack_dgetrf_ts(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,
+                          vex_int* info);
+}

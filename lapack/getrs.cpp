@@ -1,0 +1,70 @@
+// Solve with the factors: A X = B or A' X = B.
+#include <algorithm>
+
+#include "blas/blas.h"
+#include "lapack/lapack.h"
+#include "lapack/laswp.h"
+#include "lapack/small/small.h"
+#include "service/safe_string.h"
+#include "service/xerbla.h"
+
+namespace vex::lapack {
+namespace {
+
+using blas::Diag;
+using blas::Trans;
+using blas::Uplo;
+
+// Below this many equations and right-hand sides the register-resident kernels do the work.
+constexpr vex_int small_limit = 9;
+
+// X := op(T)^-1 X for the triangle T of the factors.
+void solve_triangle(Uplo uplo, Trans trans, Diag diag, ConstMatrixView factors, MatrixView x) {
+  if (x.cols == 1) return blas::trsv(uplo, trans, diag, factors, x.data, 1);
+  blas::trsm(blas::Side::left, uplo, trans, diag, 1.0, factors, x);
+}
+
+void solve(ConstMatrixView factors, const vex_int* ipiv, MatrixView x) {
+  laswp(x, 1, x.rows, ipiv, 1);
+  solve_triangle(Uplo::lower, Trans::no, Diag::unit, factors, x);
+  solve_triangle(Uplo::upper, Trans::no, Diag::non_unit, factors, x);
+}
+
+void solve_transposed(ConstMatrixView factors, const vex_int* ipiv, MatrixView x) {
+  solve_triangle(Uplo::upper, Trans::yes, Diag::non_unit, factors, x);
+  solve_triangle(Uplo::lower, Trans::yes, Diag::unit, factors, x);
+  laswp(x, 1, x.rows, ipiv, -1);
+}
+
+// The number of the first parameter that is wrong, 0 when none is.
+vex_int wrong_parameter(bool trans_known, vex_int n, vex_int nrhs, vex_int lda, vex_int ldb) {
+  if (!trans_known) return 1;
+  if (n < 0) return 2;
+  if (nrhs < 0) return 3;
+  if (lda < std::max<vex_int>(1, n)) return 5;
+  if (ldb < std::max<vex_int>(1, n)) return 8;
+  return 0;
+}
+
+}  // namespace
+}  // namespace vex::lapack
+
+void vex_lapack_dgetrs(const char* trans, const vex_int* n, const vex_int* nrhs, const double* a,
+                       const vex_int* lda, const vex_int* ipiv, double* b, const vex_int* ldb, vex_int* info,
+                       vex_int trans_length) {
+  using namespace vex::lapack;
+  if (*n < small_limit && *nrhs < small_limit) {
+    return vex_lapack_ps_dgetrs_small(trans, n, nrhs, a, lda, ipiv, b, ldb, info, trans_length);
+  }
+  const bool plain = vex_serv_lsame(trans, "N") != 0;
+  const bool transposed = vex_serv_lsame(trans, "T") != 0 || vex_serv_lsame(trans, "C") != 0;
+  const vex_int parameter = wrong_parameter(plain || transposed, *n, *nrhs, *lda, *ldb);
+  *info = -parameter;
+  if (parameter != 0) return vex_serv_xerbla("DGETRS", &parameter, 6);
+  if (*n == 0 || *nrhs == 0) return;
+  if (plain) {
+    solve({a, *n, *n, *lda}, ipiv, {b, *n, *nrhs, *ldb});
+  } else {
+    solve_transposed({a, *n, *n, *lda}, ipiv, {b, *n, *nrhs, *ldb});
+  }
+}
