@@ -16,7 +16,6 @@
 #include "service/messages.h"
 #include "service/progress.h"
 #include "service/safe_string.h"
-#include "service/verbose.h"
 #include "service/xerbla.h"
 
 #define PROVISIONAL __attribute__((weak))
@@ -46,10 +45,8 @@ PROVISIONAL void vex_serv_thr_register_cleanup(vex_cleanup_function, void*) {}
 PROVISIONAL void* vex_serv_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
 PROVISIONAL void vex_serv_deallocate(void* block) { vex_serv_free(block); }
 PROVISIONAL void* vex_serv_iface_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
+PROVISIONAL int vex_serv_get_fast_mm_status() { return 0; }
 PROVISIONAL void vex_serv_iface_deallocate(void* block) { vex_serv_free(block); }
-PROVISIONAL const int* vex_serv_verbose_mode() { static const int off = 0; return &off; }
-PROVISIONAL const int* vex_serv_iface_verbose_mode() { return vex_serv_verbose_mode(); }
-PROVISIONAL void vex_serv_iface_print_verbose_info(double, int, const char*) {}
 PROVISIONAL std::size_t vex_serv_strnlen_s(const char* text, std::size_t bound) { return strnlen(text, bound); }
 PROVISIONAL char* vex_serv_strtok_s(char* text, std::size_t*, const char* delimiters, char** context) {
   return strtok_r(text, delimiters, context);

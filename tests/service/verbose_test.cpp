@@ -1,0 +1,307 @@
+// Tracing and the version texts: wording by tables, everything that is read once in processes of its own.
+#include "service/verbose.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "service/verbose_text.h"
+#include "service/version.h"
+#include "tests/support/fresh_process.h"
+
+namespace {
+
+using vex::test::in_fresh_process;
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+std::string contents(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  return text.str();
+}
+
+// A directory that is gone after the test.
+class TraceFile : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char name[] = "/tmp/vex_trace_XXXXXX";
+    ASSERT_NE(mkdtemp(name), nullptr);
+    directory_ = name;
+  }
+  void TearDown() override { std::filesystem::remove_all(directory_); }
+
+  std::string directory_;
+};
+
+constexpr char too_long_or_empty[] = "VEX_VERBOSE WARNING: incorrect output filename: too long or empty\n";
+constexpr char unopenable[] = "VEX_VERBOSE WARNING: Unable to open verbose output file.\n";
+constexpr char print_to_stdout[] = "VEX_VERBOSE WARNING: unable to open output file. Print to STDOUT\n";
+
+vex::service::CallSettings plain_settings() {
+  return {1, false, 1, true, 0, 4, {4, 4, 4, 4}};
+}
+
+}  // namespace
+
+TEST(VerboseMode, AValueThatIsNoModeTurnsTracingOn) {
+  const std::pair<std::string, int> cases[] = {
+      {"0", 0},
+      {"1", 1},
+      {"2", 2},
+      {"3", 0},
+      {"-1", 0},
+      {"0x1", 1},
+      {"0X2", 2},
+      {"02", 2},
+      {"0x3", 0},
+      {"1a", 0},
+      {"1 ", 0},
+      {"\"1\"", 0},
+      {"0x", 0},
+      {"08", 0},
+      {" ", 0},
+      {"\t", 0},
+      {"\x01", 0},
+      {"4294967297", 0},
+      {"1\xff", 0},
+      {"99999999999999999999999", 0},
+      {"-18446744073709551615", 0},
+  };
+  for (const auto& [value, mode] : cases)
+    EXPECT_EQ(vex::service::parse_verbose_mode(value.c_str()), mode) << value;
+
+  const std::pair<std::string, int> from_environment[] = {{"", 0},
+                                                          {"2", 2},
+                                                          {std::string(127, '0') + "1", 1},
+                                                          {std::string(128, '0') + "1", 0},
+                                                          {std::string(9000, '1'), 0}};
+  for (const auto& [value, mode] : from_environment) {
+    const auto result = in_fresh_process([&] {
+      setenv("VEX_VERBOSE", value.c_str(), 1);
+      std::printf("%d", *vex_serv_verbose_mode());
+    });
+    EXPECT_EQ(result.output, std::to_string(mode)) << value.size() << " characters";
+  }
+}
+
+TEST(VerboseMode, TheEnvironmentOverridesTheProgramOrARefusedModeChangesIt) {
+  const auto result = in_fresh_process([] {
+    setenv("VEX_VERBOSE", "1", 1);
+    const int* mode = vex_serv_iface_verbose_mode();
+    std::printf("%d", *mode);
+    for (int requested : {3, -1, 2}) {
+      const int answer = vex_serv_verbose(requested);
+      std::printf(" %d %d", answer, *mode);
+    }
+    setenv("VEX_VERBOSE", "0", 1);
+    std::printf(" %d %d", *vex_serv_verbose_mode(), mode == vex_serv_verbose_mode());
+  });
+  EXPECT_EQ(result.output, "1 -1 1 -1 1 2 2 2 1");
+}
+
+TEST(VerboseText, ADurationOrASettingReadsDifferently) {
+  const std::pair<double, const char*> durations[] = {
+      {0.0, "0.00s"},     {-1.0, "0.00s"},     {1.5, "1.50s"},      {1.0, "1000.00ms"},
+      {2e-3, "2.00ms"},   {1e-3, "1000.00us"}, {5e-4, "500.00us"},  {1e-6, "1000ns"},
+      {1.5e-6, "1.50us"}, {4e-10, "0ns"},      {123.456, "123.46s"}};
+  for (const auto& [seconds, shown] : durations)
+    EXPECT_STREQ(vex::service::call_information(seconds, plain_settings()).text(),
+                 (std::string(shown) + " CNR:OFF Dyn:1 FastMM:1 TID:0  NThr:4").c_str());
+
+  const std::map<int, std::string> named = {
+      {1, "OFF"},    {2, "AUTO"}, {3, "COMPATIBLE"}, {4, "SSE2"},      {6, "SSSE3"}, {7, "SSE4_1"},
+      {8, "SSE4_2"}, {9, "AVX"},  {10, "AVX2"},      {12, "AVX512"},   {0, "?0"},    {5, "?5"},
+      {11, "?b"},    {13, "?d"},  {14, "?e"},        {0xffff, "?ffff"}};
+  for (const auto& [branch, name] : named) {
+    auto settings = plain_settings();
+    settings.branch = branch;
+    EXPECT_STREQ(vex::service::call_information(2.0, settings).text(),
+                 ("2.00s CNR:" + name + " Dyn:1 FastMM:1 TID:0  NThr:4").c_str());
+  }
+
+  const vex::service::CallSettings others = {10, true, 0, false, 12, 8, {2, 8, 16, 1}};
+  EXPECT_STREQ(vex::service::call_information(2.0, others).text(),
+               "2.00s CNR:AVX2,STRICT Dyn:0 FastMM:0 TID:12 NThr:8,BLAS:2,ELEM:16,PARDISO:1");
+  const vex::service::CallSettings wide = {-1,          true,        -1234567890, true,
+                                           -1234567890, -1234567890, {1, 1, 1, 1}};
+  EXPECT_EQ(vex::service::call_information(1e308, wide).length(), 399u);
+}
+
+TEST(VerboseText, TheHeaderNamesAnotherVersionOrInterface) {
+  vex_version version;
+  vex_serv_get_version(&version);
+  version.processor = "any processors";
+  const std::pair<int, const char*> interfaces[] = {{0, ""},       {-1, " cdecl"},   {1, " lp64"},
+                                                    {2, " ilp64"}, {31, " iface1f"}, {-2, " ifacefffffffe"}};
+  for (const auto& [code, name] : interfaces)
+    EXPECT_STREQ(
+        vex::service::header_text(code, version, 2.0999).text(),
+        (std::string("VEX_VERBOSE VEX 2024.0 Update 2 Patch 1 Product build 20240722 for Korva(R) 64 "
+                     "architecture any processors, Lnx 2.10GHz") +
+         name + " korva_thread")
+            .c_str());
+  version.update = 0;
+  EXPECT_EQ(std::string(vex::service::header_text(1, version, 1.0).text()).find("Update"), std::string::npos);
+  const std::string endless(2000, 'x');
+  version.processor = endless.c_str();
+  EXPECT_EQ(vex::service::header_text(1, version, 1.0).length(), 399u);
+}
+
+TEST(Version, AStringIsCutOrPaddedInTheWrongPlace) {
+  const std::string text =
+      "Korva(R) Aptum VEX Library Version 2024.2.1-Product Build 20240722 for Korva(R) 64 architecture "
+      "applications";
+  const int whole = static_cast<int>(text.size());
+  for (int length : {-1, 0, 1, 2, whole - 1, whole, whole + 1, whole + 2, 600}) {
+    const std::size_t width = static_cast<std::size_t>(std::max(length, 0));
+    std::string fixed(700, '#'), terminated(700, '#');
+    vex_serv_get_version_string(fixed.data(), length);
+    vex_serv_get_version_string_c(terminated.data(), length);
+    std::string padded = text;
+    padded.resize(width, ' ');
+    EXPECT_EQ(fixed, padded + std::string(700 - width, '#')) << length;
+    std::string expected(700, '#');
+    if (length > 0) {
+      const std::string shown = text.substr(0, width - 1) + '\0';
+      expected.replace(0, shown.size(), shown);
+    }
+    EXPECT_EQ(terminated, expected) << length;
+  }
+}
+
+TEST(Version, AProcessorIsDescribedByALesserTrait) {
+  using namespace vex::service;
+  // Within the AVX-512 path each trait outranks all that follow it, whatever else is there.
+  const unsigned all =
+      trait_bf16_generation | trait_vaes_generation | trait_vnni_generation | trait_avx_vnni | trait_f16c;
+  const std::vector<unsigned> ranked = {trait_amx_fp16 | trait_amx | trait_fp16 | all,
+                                        trait_amx_fp16 | trait_fp16 | all,
+                                        trait_fp16 | trait_amx | all,
+                                        trait_fp16 | all,
+                                        trait_amx | all,
+                                        trait_vaes_generation | trait_vnni_generation,
+                                        trait_vnni_generation,
+                                        trait_avx_vnni};
+  const char* expected[] = {"AMX-FP16 and AMX", "AMX-FP16",   "FP16 and AMX", "FP16",
+                            "bfloat16",         "vector AES", "VNNI",         ""};
+  std::vector<std::string> texts;
+  for (std::size_t i = 0; i < ranked.size(); ++i) {
+    texts.push_back(processor_description(true, 7, ranked[i]));
+    EXPECT_NE(texts.back().find(expected[i]), std::string::npos) << texts.back();
+    for (std::size_t j = 0; j < i; ++j) EXPECT_NE(texts[j], texts[i]);
+  }
+  // The fine types share the texts of their generations.
+  EXPECT_EQ(processor_description(true, 16, trait_amx), texts[0]);
+  EXPECT_EQ(processor_description(true, 16, 0), texts[1]);
+  EXPECT_EQ(processor_description(true, 14, trait_amx), texts[2]);
+  EXPECT_EQ(processor_description(true, 14, 0), texts[3]);
+  EXPECT_EQ(processor_description(true, 12, 0), texts[4]);
+  EXPECT_EQ(processor_description(true, 10, 0), texts[5]);
+  EXPECT_EQ(processor_description(true, 9, 0), texts[6]);
+
+  const std::pair<int, const char*> lower[] = {
+      {0, "SSE2"}, {2, "SSSE3"}, {3, "SSE4.2"}, {4, "AVX"}, {5, "AVX2"}};
+  for (const auto& [type, name] : lower)
+    EXPECT_EQ(std::string(processor_description(true, type, 0)), std::string(name) + "-enabled processors");
+  EXPECT_STRNE(processor_description(true, 4, trait_f16c), processor_description(true, 4, 0));
+  EXPECT_STRNE(processor_description(true, 5, trait_avx_vnni), processor_description(true, 5, 0));
+  for (int type : {-1, 0, 1, 7, 99})
+    EXPECT_STREQ(processor_description(false, type, ~0u), processor_description(true, 1, 0));
+}
+
+TEST_F(TraceFile, LinesOfThreadsThatTraceAtOnceMixOrGetLost) {
+  for (const std::string& file : {std::string(), directory_ + "/trace"}) {
+    const auto result = in_fresh_process([&] {
+      setenv("VEX_VERBOSE_OUTPUT_FILE", file.c_str(), 1);
+      std::vector<std::thread> threads;
+      for (int t = 0; t < 16; ++t)
+        threads.emplace_back([t] {
+          const std::string call =
+              "CALL(" + std::string(static_cast<std::size_t>(1 + 25 * t), static_cast<char>('a' + t)) + ")";
+          for (int i = 0; i < 200; ++i) vex_serv_print_verbose_info(1, call.c_str(), 0.5);
+        });
+      for (std::thread& thread : threads) thread.join();
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.errors, "");
+    const std::vector<std::string> lines = lines_of(file.empty() ? result.output : contents(file));
+    ASSERT_EQ(lines.size(), 1u + 16u * 200u);
+    EXPECT_EQ(lines[0].rfind("VEX_VERBOSE VEX 2024.0 Update 2", 0), 0u) << lines[0];
+    const std::regex shape(
+        "VEX_VERBOSE CALL\\((.)\\1*\\) 500\\.00ms CNR:\\S+ Dyn:[01] FastMM:[01] TID:0  NThr:\\d+");
+    std::map<std::size_t, int> count;
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+      ASSERT_TRUE(std::regex_match(lines[i], shape)) << lines[i];
+      ++count[lines[i].find(')')];
+    }
+    EXPECT_EQ(count.size(), 16u);
+    for (const auto& [width, times] : count) EXPECT_EQ(times, 200) << width;
+  }
+}
+
+TEST_F(TraceFile, AFileThatCannotBeWrittenLosesTheTraceOrGoesUnreported) {
+  std::filesystem::create_directory(directory_ + "/sub");
+  const struct {
+    std::string name;
+    const char* warning;
+  } names[] = {{"", ""},
+               {directory_, unopenable},
+               {directory_ + "/none/trace", unopenable},
+               {std::string(4095, 'x'), unopenable},
+               {std::string(4096, 'x'), too_long_or_empty},
+               {std::string(9000, 'x'), too_long_or_empty}};
+  for (const auto& [name, warning] : names) {
+    const auto result = in_fresh_process([&] {
+      setenv("VEX_VERBOSE_OUTPUT_FILE", name.c_str(), 1);
+      vex_serv_print_verbose_info(1, "CALL()", 0.5);
+      vex_serv_print_verbose_info(1, "CALL()", 0.5);
+    });
+    EXPECT_EQ(result.errors, warning) << name.size();
+    EXPECT_EQ(lines_of(result.output).size(), 3u) << name.size();
+  }
+
+  // A directory that vanishes after the name was taken: every line warns and falls back.
+  const auto vanished = in_fresh_process([&] {
+    if (vex_serv_verbose_output_file((directory_ + "/sub/trace").c_str()) != 0) std::abort();
+    std::filesystem::remove_all(directory_ + "/sub");
+    vex_serv_print_verbose_info(1, "CALL()", 0.5);
+  });
+  EXPECT_EQ(vanished.errors, std::string(print_to_stdout) + print_to_stdout);
+  EXPECT_EQ(lines_of(vanished.output).size(), 2u);
+}
+
+TEST_F(TraceFile, ANameSetByTheProgramLosesAgainstTheEnvironmentOrItsFailureKeepsTheOldOne) {
+  const std::string chosen = directory_ + "/chosen", environment = directory_ + "/environment";
+  const auto result = in_fresh_process([&] {
+    setenv("VEX_VERBOSE_OUTPUT_FILE", environment.c_str(), 1);
+    std::printf("%d", vex_serv_verbose_output_file(chosen.c_str()));
+    vex_serv_print_verbose_info(0, "FIRST()", 0.5);
+    std::printf("%d", vex_serv_verbose_output_file(vex_serv_verbose_output_file_mode()));
+    vex_serv_print_verbose_info(0, "SECOND()", 0.5);
+    std::printf("%d", vex_serv_verbose_output_file(nullptr));
+    std::printf("%d",
+                vex_serv_verbose_output_file("") + static_cast<int>(vex_serv_verbose_output_file_mode()[0]));
+    std::printf("%d\n", vex_serv_verbose_output_file(directory_.c_str()));
+    vex_serv_print_verbose_info(0, "THIRD()", 0.5);
+  });
+  EXPECT_EQ(lines_of(contents(chosen)).size(), 3u);  // the header and two calls
+  EXPECT_FALSE(std::filesystem::exists(environment));
+  EXPECT_EQ(result.output.substr(0, 26), "00111\nVEX_VERBOSE THIRD() ");
+  EXPECT_EQ(result.errors, std::string(too_long_or_empty) + too_long_or_empty + unopenable);
+}
