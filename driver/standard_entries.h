@@ -15,18 +15,20 @@
 
 namespace vex::driver {
 
-// The verbose flag as one entry point sees it. It starts at a constant that says "not known yet"; the first
-// call replaces that by the library's mode cell, so an untraced call pays for reading the flag and nothing
-// else.
+// The verbose flag as one entry point sees it: 0 off, 1 or 2 on. It starts at a constant that says "not known
+// yet", -1; the first call replaces that by the library's mode cell, so an untraced call pays for reading the
+// flag and nothing else.
 class TraceSwitch {
  public:
-  bool on() {
-    // Relaxed: both cells are static, and a thread that meets the old pointer or the old -1 merely asks
-    // again.
-    int mode = service::load_verbose_mode(cell_.load(std::memory_order_relaxed));
-    if (mode == -1) [[unlikely]]
-      mode = ask();
-    return mode != 0;
+  bool on() { return resolve(read()) != 0; }
+
+  // The two halves of on(). Relaxed: both cells are static, and a thread that meets the old pointer or the
+  // old -1 merely asks again.
+  int read() const { return service::load_verbose_mode(cell_.load(std::memory_order_relaxed)); }
+  int resolve(int mode) {
+    if (mode == unknown) [[unlikely]]
+      return ask();
+    return mode;
   }
 
  private:

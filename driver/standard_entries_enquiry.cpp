@@ -48,10 +48,13 @@ vex_int enquire(const vex_int* ispec, const char* name, const char* opts, const 
   return value;
 }
 
-// Untraced, the constant comes straight from the table.
+// With tracing known to be off, the constant comes straight from the table, without a call.
 double constant(TraceSwitch& traced, const char* cmach, vex_int cmach_length, const char* format) {
-  install_error_handler();
-  if (traced.on()) return traced_constant(cmach, cmach_length, format);
+  const int mode = traced.read();
+  if (mode != 0) [[unlikely]] {
+    install_error_handler();
+    if (traced.resolve(mode) != 0) return traced_constant(cmach, cmach_length, format);
+  }
   return lapack::machine_constant(*cmach);
 }
 

@@ -81,14 +81,15 @@ VEX_API vex_dlamch_routine DLAMCH_64, dlamch_64, dlamch_64_, vex_lapack__dlamch_
 /* ---- Error handler and progress callback ------------------------------------------------------------------
  */
 
-/* Receives the name of the routine that found something wrong (name_length characters, not terminated), a
-   code and the length of the name. A positive code is the number of the wrong argument, except for 1000
-   (workspace), 1001 (optional arguments), 1102 (work memory) and 1225 (coprocessor); other codes are internal
-   conditions. */
+/* Receives the name of the routine that found something wrong (name_length characters, not necessarily
+   terminated), a code and the length of the name. A positive code is the number of the wrong argument, except
+   for 1000 (workspace), 1001 (optional arguments), 1102 (work memory) and 1225 (coprocessor); other codes are
+   internal conditions. */
 typedef void (*vex_xerbla_handler)(const char* name, const int64_t* code, int64_t name_length);
 
-/* Every report of the library arrives at xerbla_, which hands it to the installed handler; without one, a
-   message is printed on standard output. A program that defines its own xerbla_ gets its own called. */
+/* Report an error as the library does: to the installed handler; without one, to whichever of these names the
+   program defines itself; else by a message on standard output. A program that calls or defines them may as
+   well have 32-bit integers: the high halves of the code and of the length are not looked at. */
 VEX_API void xerbla(const char* name, const int64_t* code, int64_t name_length);
 VEX_API void xerbla_(const char* name, const int64_t* code, int64_t name_length);
 VEX_API void XERBLA(const char* name, const int64_t* code, int64_t name_length);
@@ -102,7 +103,8 @@ VEX_API vex_xerbla_handler vex_serv_set_xerbla(vex_xerbla_handler handler);
 typedef int (*vex_progress_callback)(const int* thread, const int* step, const char* stage,
                                      int64_t name_length);
 
-/* Calls the installed callback; 0 when there is none. */
+/* Ask as the library does: the installed callback; without one, whichever of these names the program defines
+   itself; else the answer is 0. */
 VEX_API int vex_progress(const int* thread, const int* step, const char* stage, int64_t name_length);
 VEX_API int vex_progress_(const int* thread, const int* step, const char* stage, int64_t name_length);
 VEX_API int VEX_PROGRESS(const int* thread, const int* step, const char* stage, int64_t name_length);

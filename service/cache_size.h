@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "service/platform.h"
+#include "vex.h"
 
 extern "C" {
 

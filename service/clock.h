@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "vex.h"
+
 extern "C" {
 
 // The counter, read when all earlier instructions are done; also stored through the pointer, which may be

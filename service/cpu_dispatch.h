@@ -4,6 +4,7 @@
 #include "service/cpu_features.h"
 #include "service/fine_type.h"
 #include "service/instruction_ceiling.h"
+#include "vex.h"
 
 extern "C" {
 

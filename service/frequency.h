@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "vex.h"
+
 extern "C" {
 
 double vex_serv_get_max_cpu_frequency();  // nominal; measured when nobody tells it

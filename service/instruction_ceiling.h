@@ -7,6 +7,7 @@
 
 #include "service/cpu_features.h"
 #include "service/detection_messages.h"
+#include "vex.h"
 
 extern "C" {
 

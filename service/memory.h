@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "vex.h"
+
 extern "C" {
 
 // An alignment below 64, or no power of two, becomes 64. Null when memory is out or the sizes overflow.

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+#include "vex.h"
+
 extern "C" {
 
 // At most one thread per physical core, and one inside a parallel region, unless dynamic adjustment is off.
