@@ -61,8 +61,8 @@ Dispatch published(int type, const MessageList& messages) {
   if (!has_kernels(type)) {
     result.failure_code = fatal;
   } else {
-    result.dispatched = type == compatible ? 0 : type;
-    result.vector_math = type == 0 ? 0 : type == compatible ? 2 : type + 2;
+    result.dispatched = type == fine::compatible ? 0 : type;
+    result.vector_math = type == 0 ? 0 : type == fine::compatible ? 2 : type + 2;
   }
   return result;
 }
@@ -76,9 +76,9 @@ Dispatch choose_code_path(const Processor& processor, const Ceiling& ceiling, in
     return published(fixed->type, messages);
 
   if (fixed == nullptr && !follows_processor(branch)) messages.add(unknown_branch_warning);
-  const FineDetection fine = detect_fine(processor, ceiling.flags);
-  messages.append(fine.messages);
-  return published(fold(fine.type), messages);
+  const FineDetection detected = detect_fine(processor, ceiling.flags);
+  messages.append(detected.messages);
+  return published(fold(detected.type), messages);
 }
 
 namespace {

@@ -32,7 +32,7 @@ bool processor_speaks() {
 }
 bool fine_type_at_least(int lowest) {  // of the AVX-512 generations; 15 is AVX2's
   const int type = vex_serv_get_cpu_type(1);
-  return type >= lowest && type != avx2_vnni;
+  return type >= lowest && type != fine::avx2_vnni;
 }
 
 bool is_other_vendor() {
@@ -78,7 +78,7 @@ bool usable(bool present, LevelFlags levels) {
 int microarchitecture(int type, const FeatureWords& words, int cbwr_branch) {
   int code = 8 << type;
   if (type == 2 && words.all(feature::sse4_1)) code += 1;
-  if (type == sse42 && cbwr_branch == cbwr_off && words.all(feature::aes)) code += 2;
+  if (type == fine::sse42 && cbwr_branch == cbwr_off && words.all(feature::aes)) code += 2;
   return code;
 }
 
@@ -169,30 +169,30 @@ int vex_serv_cpuismanycore() {
 int vex_serv_cpuisvnnigen() {
   static constinit Answer answer{-1};
   return remembered(answer, [] {
-    return (processor_speaks() || branch() == cbwr_avx512_e1) && fine_type_at_least(avx512_vnni);
+    return (processor_speaks() || branch() == cbwr_avx512_e1) && fine_type_at_least(fine::avx512_vnni);
   });
 }
 
 int vex_serv_cpuisvaesgen() {
   static constinit Answer answer{-1};
-  return remembered(answer, [] { return fine_type_at_least(avx512_e2); });
+  return remembered(answer, [] { return fine_type_at_least(fine::avx512_e2); });
 }
 
 int vex_serv_cpuisbf16gen() {
   static constinit Answer answer{-1};
-  return remembered(answer, [] { return fine_type_at_least(avx512_bf16); });
+  return remembered(answer, [] { return fine_type_at_least(fine::avx512_bf16); });
 }
 
 int vex_serv_cpuhasamx() {
   static constinit Answer answer{-1};
   return remembered(answer, [] {
-    return fine_type_at_least(avx512_fp16) && (features().high & feature::high_amx_tile) != 0;
+    return fine_type_at_least(fine::avx512_fp16) && (features().high & feature::high_amx_tile) != 0;
   });
 }
 
 int vex_serv_cpuhasamxfp16() {
   static constinit Answer answer{-1};
-  return remembered(answer, [] { return vex_serv_get_cpu_type(1) == avx512_amx_fp16; });
+  return remembered(answer, [] { return vex_serv_get_cpu_type(1) == fine::avx512_amx_fp16; });
 }
 
 int vex_serv_cpuhasavxvnni() {

@@ -4,24 +4,27 @@
 namespace vex::service {
 namespace {
 
-FineType avx512_type(const Processor& processor, LevelFlags flags) {
-  const auto disabled = [flags](LevelFlags level) { return (flags & level) != 0; };
-  const bool amx_fp16_allowed = disabled(level_flag::avx512_e5);  // the reversed flag
-  if (amx_fp16_allowed && processor.amx_fp16 != 0) return avx512_amx_fp16;
-  if (!disabled(level_flag::avx512_e4) && processor.avx512_fp16 != 0) return avx512_fp16;
-  if (!disabled(level_flag::avx512_e3) && processor.avx512_bf16 != 0) return avx512_bf16;
-  if (!disabled(level_flag::avx512_e2) && processor.features.all(feature::avx512_e2_group)) return avx512_e2;
-  if (disabled(level_flag::avx512_e1)) return avx512;
-  return processor.features.all(feature::avx512_vnni) ? avx512_vnni : avx512;
+bool contains(LevelFlags flags, LevelFlags level) {
+  return (flags & level) != 0;
 }
 
-FineType avx_type(const Processor& processor, LevelFlags flags) {
-  const auto disabled = [flags](LevelFlags level) { return (flags & level) != 0; };
-  if (!processor.features.all(feature::avx2_group)) return sse42;
-  if (processor.features.all(feature::avx512_group) && !disabled(level_flag::avx512))
+int avx512_type(const Processor& processor, LevelFlags flags) {
+  const bool amx_fp16_allowed = contains(flags, level_flag::avx512_e5);  // the one flag that allows
+  if (amx_fp16_allowed && processor.amx_fp16 != 0) return fine::avx512_amx_fp16;
+  if (!contains(flags, level_flag::avx512_e4) && processor.avx512_fp16 != 0) return fine::avx512_fp16;
+  if (!contains(flags, level_flag::avx512_e3) && processor.avx512_bf16 != 0) return fine::avx512_bf16;
+  if (!contains(flags, level_flag::avx512_e2) && processor.features.all(feature::avx512_e2_group))
+    return fine::avx512_e2;
+  if (contains(flags, level_flag::avx512_e1)) return fine::avx512;
+  return processor.features.all(feature::avx512_vnni) ? fine::avx512_vnni : fine::avx512;
+}
+
+int avx_type(const Processor& processor, LevelFlags flags) {
+  if (!processor.features.all(feature::avx2_group)) return fine::sse42;
+  if (processor.features.all(feature::avx512_group) && !contains(flags, level_flag::avx512))
     return avx512_type(processor, flags);
-  if (!disabled(level_flag::avx2_e1) && processor.avx_vnni != 0) return avx2_vnni;
-  return disabled(level_flag::avx2) ? sse42 : avx2;
+  if (!contains(flags, level_flag::avx2_e1) && processor.avx_vnni != 0) return fine::avx2_vnni;
+  return contains(flags, level_flag::avx2) ? fine::sse42 : fine::avx2;
 }
 
 }  // namespace
@@ -29,13 +32,13 @@ FineType avx_type(const Processor& processor, LevelFlags flags) {
 FineDetection detect_fine(const Processor& processor, LevelFlags flags) {
   FineDetection result;
   if (!processor.korva) {
-    result.type = sse3_or_foreign;
-  } else if (processor.features.all(feature::avx) && (flags & level_flag::avx) == 0) {
+    result.type = fine::sse3_or_foreign;
+  } else if (processor.features.all(feature::avx) && !contains(flags, level_flag::avx)) {
     result.type = avx_type(processor, flags);
   } else if (processor.features.all(feature::sse4_2)) {
-    result.type = sse42;
+    result.type = fine::sse42;
   } else if (processor.features.any(feature::any_sse3)) {
-    result.type = sse3_or_foreign;
+    result.type = fine::sse3_or_foreign;
   } else {
     result.failure_code = 1;
     result.messages.add(below_minimum_error);

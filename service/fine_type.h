@@ -16,23 +16,23 @@ namespace vex::service {
 
 // Types 2, 4, 6, 8, 11 and 13 have no kernels and are never detected: a processor with AVX and no more is
 // sse42.
-enum FineType : int {
-  below_minimum = -1,
-  sse3_or_foreign = 0,
-  compatible = 1,  // never detected: what the COMPATIBLE branch asks for
-  sse42 = 3,
-  avx2 = 5,
-  avx512 = 7,
-  avx512_vnni = 9,
-  avx512_e2 = 10,
-  avx512_bf16 = 12,
-  avx512_fp16 = 14,
-  avx2_vnni = 15,
-  avx512_amx_fp16 = 16
-};
+namespace fine {
+inline constexpr int below_minimum = -1;
+inline constexpr int sse3_or_foreign = 0;
+inline constexpr int compatible = 1;  // never detected: what the COMPATIBLE branch asks for
+inline constexpr int sse42 = 3;
+inline constexpr int avx2 = 5;
+inline constexpr int avx512 = 7;
+inline constexpr int avx512_vnni = 9;
+inline constexpr int avx512_e2 = 10;
+inline constexpr int avx512_bf16 = 12;
+inline constexpr int avx512_fp16 = 14;
+inline constexpr int avx2_vnni = 15;
+inline constexpr int avx512_amx_fp16 = 16;  // only on request
+}  // namespace fine
 
 struct FineDetection {
-  FineType type = below_minimum;
+  int type = fine::below_minimum;
   int failure_code = 0;
   MessageList messages;
 };

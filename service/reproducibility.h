@@ -59,7 +59,7 @@ struct CbwrText {
   bool strict;
 };
 CbwrText parse_cbwr(std::string_view text);
-// The setting that it makes when `supported` answers check_cbwr's code for its branch.
+// The setting that it makes, given what check_cbwr answers for its branch.
 int cbwr_setting(CbwrText text, int check_code);
 
 }  // namespace vex::service
