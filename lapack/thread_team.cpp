@@ -1,0 +1,144 @@
+// Forming teams. One lock serialises the search; an idle group's leader that cannot get it looks at its own state
+// again, since whoever holds the lock may be giving it a task.
+#include "lapack/thread_team.h"
+
+#include <cstddef>
+#include <new>
+
+#include "service/buffer_cache.h"
+#include "service/spin_lock.h"
+
+namespace vex::lapack {
+namespace {
+
+constexpr int spins_before_yield = 5000;
+
+ThreadGroup& group_of(const ThreadTeamContext& ctx, vex_int t) { return ctx.group[t / ctx.group_size]; }
+
+// The groups that one search has set aside, in the order in which they were found: they lie cyclically from
+// `first`, and what is not reserved between them belongs to others.
+class Search {
+ public:
+  Search(ThreadTeamContext& ctx, void* tasks) : ctx_(ctx), tasks_(tasks) {}
+
+  // Gathers idle groups from `start` on until a task takes the threads; gives back what is left over.
+  void run(vex_int start) {
+    for (vex_int step = 0; step < ctx_.groups; ++step) {
+      const vex_int g = (start + step) % ctx_.groups;
+      // Pairs with the release of the leader that declared the group idle.
+      if (ctx_.group[g].state.load(std::memory_order_acquire) != GroupState::idle) continue;
+      ctx_.group[g].state.store(GroupState::reserved, std::memory_order_relaxed);
+      if (first_ < 0) first_ = g;
+      ++reserved_;
+      vex_int threads = reserved_ * ctx_.group_size;
+      record_ = ctx_.get_task(tasks_, first_ * ctx_.group_size, first_, &threads, record_);
+      if (record_) {
+        hand_out(start, threads / ctx_.group_size);
+        return;
+      }
+    }
+    hand_out(start, 0);
+  }
+
+ private:
+  // The first `wanted` reserved groups become the team; the others are idle again.
+  void hand_out(vex_int start, vex_int wanted) {
+    vex_int rank = 0;
+    for (vex_int step = 0; step < ctx_.groups; ++step) {
+      ThreadGroup& group = ctx_.group[(start + step) % ctx_.groups];
+      if (group.state.load(std::memory_order_relaxed) != GroupState::reserved) continue;
+      if (rank == wanted) {
+        group.state.store(GroupState::idle, std::memory_order_relaxed);
+        continue;
+      }
+      group.record = record_;
+      group.rank = rank++;
+      group.groups_in_team = wanted;
+      group.master = first_ * ctx_.group_size;
+      // Pairs with the acquire in wait_for_task: the group sees its team when it sees the state.
+      group.state.store(GroupState::assigned, std::memory_order_release);
+    }
+  }
+
+  ThreadTeamContext& ctx_;
+  void* tasks_;
+  void* record_ = nullptr;
+  vex_int first_ = -1;
+  vex_int reserved_ = 0;
+};
+
+void wait_for_task(ThreadTeamContext& ctx, ThreadGroup& own, void* tasks) {
+  own.state.store(GroupState::idle, std::memory_order_release);
+  for (int spins = 0; own.state.load(std::memory_order_acquire) != GroupState::assigned; ++spins) {
+    if (spins >= spins_before_yield) vex_serv_thread_yield();
+    if (!vex_serv_trylock(&ctx.lock)) continue;
+    if (own.state.load(std::memory_order_relaxed) == GroupState::idle) {
+      const vex_int start = ctx.hint ? ctx.hint(tasks) / ctx.group_size % ctx.groups : 0;
+      Search(ctx, tasks).run(start);
+    }
+    vex_serv_unlock(&ctx.lock);
+  }
+}
+
+}  // namespace
+}  // namespace vex::lapack
+
+using namespace vex::lapack;
+
+vex_int find_nthr_sub_team(vex_int threads, vex_int p0, vex_int p11, vex_int p1, vex_int p12) {
+  // 24 and 18 stand before 16: a size that fits the cores of such machines is worth more than a power of two.
+  for (const vex_int size : {32, 24, 18, 16, 12, 8, 6, 4, 2}) {
+    if (threads % size == 0 && p0 % size == 0 && p11 % size == 0 && p1 % size == 0 && p12 % size == 0) return size;
+  }
+  return 1;
+}
+
+int vex_lapack_thread_team_ctxt_init(ThreadTeamContext* ctx, vex_int threads, vex_int group_size,
+                                     GetTaskCallback get_task, CommitCallback commit, HintCallback hint) {
+  *ctx = {threads, group_size, threads / group_size, nullptr, get_task, commit, hint, 0};
+  void* memory = vex_serv_allocate(static_cast<std::size_t>(ctx->groups) * sizeof(ThreadGroup), alignof(ThreadGroup));
+  if (!memory) return 1;
+  ctx->group = static_cast<ThreadGroup*>(memory);
+  for (vex_int g = 0; g < ctx->groups; ++g) new (&ctx->group[g]) ThreadGroup{};
+  return 0;
+}
+
+void vex_lapack_thread_team_ctxt_get_task(ThreadTeamContext* ctx, vex_int t, void* tasks) {
+  ThreadGroup& own = group_of(*ctx, t);
+  const bool leader = t % ctx->group_size == 0;
+  if (leader) wait_for_task(*ctx, own, tasks);
+  if (ctx->group_size > 1) own.barrier.wait(leader, ctx->group_size);
+}
+
+void* vex_lapack_thread_team_ctxt_get_data(const ThreadTeamContext* ctx, vex_int t) {
+  return group_of(*ctx, t).record;
+}
+
+vex_int vex_lapack_thread_team_ctxt_get_ithr_team(const ThreadTeamContext* ctx, vex_int t) {
+  return ctx->group_size * group_of(*ctx, t).rank + t % ctx->group_size;
+}
+
+vex_int vex_lapack_thread_team_ctxt_get_nthr_team(const ThreadTeamContext* ctx, vex_int t) {
+  return ctx->group_size * group_of(*ctx, t).groups_in_team;
+}
+
+vex_int vex_lapack_thread_team_ctxt_get_master(const ThreadTeamContext* ctx, vex_int t) {
+  return group_of(*ctx, t).master;
+}
+
+vex_int vex_lapack_thread_team_ctxt_get_ithr_top(const ThreadTeamContext* ctx, vex_int t) {
+  return group_of(*ctx, t).master / ctx->group_size;
+}
+
+void vex_lapack_thread_team_ctxt_commit_task(ThreadTeamContext* ctx, vex_int t, int keep) {
+  if (t % ctx->group_size != 0) return;
+  ThreadGroup& own = group_of(*ctx, t);
+  if (own.rank == 0) ctx->commit(own.record);
+  own.record = nullptr;
+  if (!keep) own.state.store(GroupState::working, std::memory_order_release);
+}
+
+void vex_lapack_thread_team_ctxt_destroy(ThreadTeamContext* ctx) {
+  vex_serv_deallocate(ctx->group);
+  ctx->group = nullptr;
+}
