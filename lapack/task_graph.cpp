@@ -1,5 +1,5 @@
-// Walks the triangle of tasks from two cursors: the probe cursor, where the last claim was made, finds the next
-// task quickly; the low-water mark, before which everything is committed, finds what was skipped.
+// Walks the triangle of tasks from two cursors: the probe cursor, where the last claim was made, finds the
+// next task quickly; the low-water mark, before which everything is committed, finds what was skipped.
 #include "lapack/task_graph.h"
 
 #include <algorithm>
@@ -19,7 +19,9 @@ vex_int load(const vex_int& word) {
   return std::atomic_ref(const_cast<vex_int&>(word)).load(std::memory_order_acquire);
 }
 
-void store(vex_int& word, vex_int value) { std::atomic_ref(word).store(value, std::memory_order_release); }
+void store(vex_int& word, vex_int value) {
+  std::atomic_ref(word).store(value, std::memory_order_release);
+}
 
 // Whether column `target` may be factored ahead of the updates that lag behind it: with a depth limit d, only
 // when every update that reads panel target - d has been committed.
@@ -55,8 +57,8 @@ vex_int cdag1d_next_task(TaskGraph& dag, TaskPosition& position) {
     const auto [source, target] = position;
     if (source > dag.settings.last_diagonal_panel || target >= panels) return kind_at_end_of_scan(dag);
 
-    // The state is read before the counter: a commit raises the counter first and frees the column after, so a
-    // column seen free here is never seen with the counter of before its commit.
+    // The state is read before the counter: a commit raises the counter first and frees the column after, so
+    // a column seen free here is never seen with the counter of before its commit.
     const vex_int state = load(dag.column_state[target]);
     const vex_int updates = load(dag.updates[target]);
     if (load(dag.updates[source]) < source || updates < source) return task_not_now;
@@ -76,9 +78,9 @@ void bind_to_team(const TaskGraph& dag, Task& task) {
   vex_int own = task.target - task.target % teams + task.team;
   if (own < task.target) own += teams;
   const vex_int source = task.source;
-  const bool available = own < dag.settings.panels && own > source && load(dag.column_state[own]) != column_claimed &&
-                         load(dag.updates[own]) == source && load(dag.updates[source]) == source &&
-                         (own != source + 1 || within_depth(dag, own));
+  const bool available = own < dag.settings.panels && own > source &&
+                         load(dag.column_state[own]) != column_claimed && load(dag.updates[own]) == source &&
+                         load(dag.updates[source]) == source && (own != source + 1 || within_depth(dag, own));
   if (!available) {
     task.kind = task_not_for_this_team;
     return;
@@ -87,27 +89,33 @@ void bind_to_team(const TaskGraph& dag, Task& task) {
   task.kind = kind_at(dag, source, own);
 }
 
-bool is_work(vex_int kind) { return kind == task_update || kind == task_panel; }
+bool is_work(vex_int kind) {
+  return kind == task_update || kind == task_panel;
+}
 
 }  // namespace
 
-void mark_failed(TaskGraph& dag) { store(dag.failed, 1); }
+void mark_failed(TaskGraph& dag) {
+  store(dag.failed, 1);
+}
 
-bool has_failed(const TaskGraph& dag) { return load(dag.failed) != 0; }
+bool has_failed(const TaskGraph& dag) {
+  return load(dag.failed) != 0;
+}
 
 }  // namespace vex::lapack
 
 using namespace vex::lapack;
 
 int vex_lapack_cdag1d_team_init(TaskGraph* dag, vex_int panels, vex_int last_diagonal_panel, vex_int teams,
-                                vex_int depth_limit, vex_int p0, vex_int p11, vex_int p1, vex_int p12, vex_int hints,
-                                double early_fraction) {
+                                vex_int depth_limit, vex_int p0, vex_int p11, vex_int p1, vex_int p12,
+                                vex_int hints, double early_fraction) {
   *dag = {};
   dag->settings = {panels, last_diagonal_panel, teams, depth_limit, p0, p11, p1, p12, hints, early_fraction};
   dag->low_water = dag->probe = {-1, panels - 1};
   const vex_int words = (depth_limit > 0 ? 3 : 2) * panels;
-  dag->updates = static_cast<vex_int*>(
-      vex_serv_allocate(static_cast<std::size_t>(words) * sizeof(vex_int), 128));
+  dag->updates =
+      static_cast<vex_int*>(vex_serv_allocate(static_cast<std::size_t>(words) * sizeof(vex_int), 128));
   if (!dag->updates) return 1;
   std::fill_n(dag->updates, words, 0);
   dag->column_state = dag->updates + panels;
@@ -128,7 +136,8 @@ vex_int vex_lapack_cdag1d_probe_task(TaskGraph* dag, Task* task, vex_int team) {
     }
     const vex_int hints = dag->settings.hints;
     if ((hints & hint_bind_columns) && team >= 0 && is_work(task->kind)) bind_to_team(*dag, *task);
-    if ((hints & hint_reserve_panels) && team >= 1 && task->kind == task_panel) task->kind = task_not_for_this_team;
+    if ((hints & hint_reserve_panels) && team >= 1 && task->kind == task_panel)
+      task->kind = task_not_for_this_team;
   }
   if (task->kind == task_end) store(dag->done, 1);
   return task->kind;

@@ -2,7 +2,8 @@
 // numbers only; matrices and threads are somebody else's.
 //
 //            target 0   1   2   3   4          A task (i, j) applies factored panel i to block column j.
-//   source 0        .   P   u   u   u          P: it is also panel i + 1's factorization, the look-ahead task.
+//   source 0        .   P   u   u   u          P: it is also panel i + 1's factorization, the look-ahead
+//   task.
 //          1            .   P   u   u          Rows are walked left to right, top to bottom.
 //          2                .   P   u
 #pragma once
@@ -39,8 +40,8 @@ struct GraphSettings {
   vex_int teams;                // K
   vex_int depth_limit;          // look-ahead depth, 0 for none; 1 would make a panel wait for itself
   vex_int panel_team_early, update_team_early, panel_team_late, update_team_late;
-  vex_int hints;           // bit 1 binds block columns to teams, bit 0 reserves panel tasks for team 0
-  double early_fraction;   // of the panels, for the early team sizes
+  vex_int hints;          // bit 1 binds block columns to teams, bit 0 reserves panel tasks for team 0
+  double early_fraction;  // of the panels, for the early team sizes
 };
 
 inline constexpr vex_int hint_reserve_panels = 1;
@@ -65,8 +66,8 @@ extern "C" {
 
 // 0, or 1 when the counters could not be allocated.
 int vex_lapack_cdag1d_team_init(vex::lapack::TaskGraph* dag, vex_int panels, vex_int last_diagonal_panel,
-                                vex_int teams, vex_int depth_limit, vex_int p0, vex_int p11, vex_int p1, vex_int p12,
-                                vex_int hints, double early_fraction);
+                                vex_int teams, vex_int depth_limit, vex_int p0, vex_int p11, vex_int p1,
+                                vex_int p12, vex_int hints, double early_fraction);
 // Looks for a task for `team` (-1: for anybody) without taking it; returns its kind. Callers are serialised.
 vex_int vex_lapack_cdag1d_probe_task(vex::lapack::TaskGraph* dag, vex::lapack::Task* task, vex_int team);
 // Claims the task just probed.
@@ -77,12 +78,12 @@ void vex_lapack_cdag1d_commit_task(vex::lapack::TaskGraph* dag, const vex::lapac
 vex_int vex_lapack_cdag1d_team_size(const vex::lapack::TaskGraph* dag, const vex::lapack::Task* task,
                                     vex_int otherwise);
 void vex_lapack_cdag1d_destroy(vex::lapack::TaskGraph* dag);
-
 }
 
 namespace vex::lapack {
 
-// Makes every later probe answer the end mark: a panel could not get its scratch memory, or was asked to stop.
+// Makes every later probe answer the end mark: a panel could not get its scratch memory, or was asked to
+// stop.
 void mark_failed(TaskGraph& dag);
 bool has_failed(const TaskGraph& dag);
 

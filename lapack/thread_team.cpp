@@ -1,5 +1,5 @@
-// Forming teams. One lock serialises the search; an idle group's leader that cannot get it looks at its own state
-// again, since whoever holds the lock may be giving it a task.
+// Forming teams. One lock serialises the search; an idle group's leader that cannot get it looks at its own
+// state again, since whoever holds the lock may be giving it a task.
 #include "lapack/thread_team.h"
 
 #include <cstddef>
@@ -11,9 +11,9 @@
 namespace vex::lapack {
 namespace {
 
-constexpr int spins_before_yield = 5000;
-
-ThreadGroup& group_of(const ThreadTeamContext& ctx, vex_int t) { return ctx.group[t / ctx.group_size]; }
+ThreadGroup& group_of(const ThreadTeamContext& ctx, vex_int t) {
+  return ctx.group[t / ctx.group_size];
+}
 
 // The groups that one search has set aside, in the order in which they were found: they lie cyclically from
 // `first`, and what is not reserved between them belongs to others.
@@ -69,8 +69,8 @@ class Search {
 
 void wait_for_task(ThreadTeamContext& ctx, ThreadGroup& own, void* tasks) {
   own.state.store(GroupState::idle, std::memory_order_release);
-  for (int spins = 0; own.state.load(std::memory_order_acquire) != GroupState::assigned; ++spins) {
-    if (spins >= spins_before_yield) vex_serv_thread_yield();
+  service::SpinWait wait;
+  for (; own.state.load(std::memory_order_acquire) != GroupState::assigned; wait.once()) {
     if (!vex_serv_trylock(&ctx.lock)) continue;
     if (own.state.load(std::memory_order_relaxed) == GroupState::idle) {
       const vex_int start = ctx.hint ? ctx.hint(tasks) / ctx.group_size % ctx.groups : 0;
@@ -88,7 +88,8 @@ using namespace vex::lapack;
 vex_int find_nthr_sub_team(vex_int threads, vex_int p0, vex_int p11, vex_int p1, vex_int p12) {
   // 24 and 18 stand before 16: a size that fits the cores of such machines is worth more than a power of two.
   for (const vex_int size : {32, 24, 18, 16, 12, 8, 6, 4, 2}) {
-    if (threads % size == 0 && p0 % size == 0 && p11 % size == 0 && p1 % size == 0 && p12 % size == 0) return size;
+    if (threads % size == 0 && p0 % size == 0 && p11 % size == 0 && p1 % size == 0 && p12 % size == 0)
+      return size;
   }
   return 1;
 }
@@ -96,7 +97,8 @@ vex_int find_nthr_sub_team(vex_int threads, vex_int p0, vex_int p11, vex_int p1,
 int vex_lapack_thread_team_ctxt_init(ThreadTeamContext* ctx, vex_int threads, vex_int group_size,
                                      GetTaskCallback get_task, CommitCallback commit, HintCallback hint) {
   *ctx = {threads, group_size, threads / group_size, nullptr, get_task, commit, hint, 0};
-  void* memory = vex_serv_allocate(static_cast<std::size_t>(ctx->groups) * sizeof(ThreadGroup), alignof(ThreadGroup));
+  void* memory =
+      vex_serv_allocate(static_cast<std::size_t>(ctx->groups) * sizeof(ThreadGroup), alignof(ThreadGroup));
   if (!memory) return 1;
   ctx->group = static_cast<ThreadGroup*>(memory);
   for (vex_int g = 0; g < ctx->groups; ++g) new (&ctx->group[g]) ThreadGroup{};
@@ -107,7 +109,7 @@ void vex_lapack_thread_team_ctxt_get_task(ThreadTeamContext* ctx, vex_int t, voi
   ThreadGroup& own = group_of(*ctx, t);
   const bool leader = t % ctx->group_size == 0;
   if (leader) wait_for_task(*ctx, own, tasks);
-  if (ctx->group_size > 1) own.barrier.wait(leader, ctx->group_size);
+  if (ctx->group_size > 1) own.barrier.wait(ctx->group_size, leader);
 }
 
 void* vex_lapack_thread_team_ctxt_get_data(const ThreadTeamContext* ctx, vex_int t) {

@@ -1,6 +1,6 @@
-// Teams that form while a parallel region runs. The P threads of a region stand in groups of S; whichever idle
-// group comes first gathers as many idle groups as a task wants, and together they are the task's team until its
-// groups commit. What a task is, three callbacks know; this room knows threads only.
+// Teams that form while a parallel region runs. The P threads of a region stand in groups of S; whichever
+// idle group comes first gathers as many idle groups as a task wants, and together they are the task's team
+// until its groups commit. What a task is, three callbacks know; this room knows threads only.
 //
 //   thread    0 1 2 3 4 5 6 7        S = 2, G = 4
 //   group     0   1   2   3
@@ -18,10 +18,11 @@ namespace vex::lapack {
 
 struct ThreadTeamContext;
 
-// Offers `offered` threads, from thread `master` up, of the team numbered `team` (its first group). Returns the
-// team's record when a task fits, after lowering `offered` to what the task wants and claiming it; else null.
-// `previous` is what the last call of the same search returned. Called under the context's lock.
-using GetTaskCallback = void* (*)(void* tasks, vex_int master, vex_int team, vex_int* offered, void* previous);
+// Offers `offered` threads, from thread `master` up, of the team numbered `team` (its first group). Returns
+// the team's record when a task fits, after lowering `offered` to what the task wants and claiming it; else
+// null. `previous` is what the last call of the same search returned. Called under the context's lock.
+using GetTaskCallback = void* (*)(void* tasks, vex_int master, vex_int team, vex_int* offered,
+                                  void* previous);
 // The team that worked on `record` has finished.
 using CommitCallback = void (*)(void* record);
 // The thread that would best lead the next task.
@@ -34,9 +35,9 @@ enum class GroupState : int { working, idle, assigned, reserved };
 struct alignas(128) ThreadGroup {
   std::atomic<GroupState> state;
   void* record;
-  vex_int rank;            // of the group inside its team
+  vex_int rank;  // of the group inside its team
   vex_int groups_in_team;
-  vex_int master;          // first thread of the team's first group
+  vex_int master;  // first thread of the team's first group
   service::CounterBarrier barrier;
 };
 
@@ -53,14 +54,14 @@ struct ThreadTeamContext {
 
 extern "C" {
 
-// The largest of the sizes that groups may have which divides all five counts: then no group ever has to be torn
-// apart, whichever task a team is formed for.
+// The largest of the sizes that groups may have which divides all five counts: then no group ever has to be
+// torn apart, whichever task a team is formed for.
 vex_int find_nthr_sub_team(vex_int threads, vex_int p0, vex_int p11, vex_int p1, vex_int p12);
 
 // Stands `threads` threads in groups of `group_size`; `hint` may be null. 0, or 1 when memory is out.
 int vex_lapack_thread_team_ctxt_init(vex::lapack::ThreadTeamContext* ctx, vex_int threads, vex_int group_size,
-                                     vex::lapack::GetTaskCallback get_task, vex::lapack::CommitCallback commit,
-                                     vex::lapack::HintCallback hint);
+                                     vex::lapack::GetTaskCallback get_task,
+                                     vex::lapack::CommitCallback commit, vex::lapack::HintCallback hint);
 // Blocks until thread t's group is part of a team that has a task, or the end mark.
 void vex_lapack_thread_team_ctxt_get_task(vex::lapack::ThreadTeamContext* ctx, vex_int t, void* tasks);
 
@@ -74,5 +75,4 @@ vex_int vex_lapack_thread_team_ctxt_get_ithr_top(const vex::lapack::ThreadTeamCo
 // stays out of the search until it asks again.
 void vex_lapack_thread_team_ctxt_commit_task(vex::lapack::ThreadTeamContext* ctx, vex_int t, int keep);
 void vex_lapack_thread_team_ctxt_destroy(vex::lapack::ThreadTeamContext* ctx);
-
 }

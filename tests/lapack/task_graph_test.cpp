@@ -1,5 +1,5 @@
-// Drives the task graph with a model that computes nothing: simulated teams take and finish tasks in random order,
-// and a ledger knows what an LU factorization needs to have happened before each of them.
+// Drives the task graph with a model that computes nothing: simulated teams take and finish tasks in random
+// order, and a ledger knows what an LU factorization needs to have happened before each of them.
 #include "lapack/task_graph.h"
 
 #include <gtest/gtest.h>
@@ -20,20 +20,26 @@ struct Shape {
 class Ledger {
  public:
   explicit Ledger(const Shape& shape)
-      : shape_(shape), applied_(size(), 0), factored_(size(), false), busy_(size(), false), readers_(size(), 0) {
+      : shape_(shape),
+        applied_(size(), 0),
+        factored_(size(), false),
+        busy_(size(), false),
+        readers_(size(), 0) {
     factored_[0] = true;
   }
 
   void claim(const Task& task) {
     const auto source = index(task.source), target = index(task.target);
     EXPECT_FALSE(busy_[target]) << "column " << task.target << " touched by two teams at once";
-    EXPECT_TRUE(factored_[source]) << "column " << task.target << " updated with an unfinished panel " << task.source;
+    EXPECT_TRUE(factored_[source]) << "column " << task.target << " updated with an unfinished panel "
+                                   << task.source;
     EXPECT_EQ(applied_[target], task.source) << "column " << task.target << " updated out of order";
     const bool panel = task.kind == vex::lapack::task_panel;
     EXPECT_EQ(panel, task.target == task.source + 1 && task.target <= shape_.last_diagonal);
     if (panel && shape_.depth > 0 && task.target >= shape_.depth) {
       const vex_int oldest = task.target - shape_.depth;
-      EXPECT_EQ(readers_[index(oldest)], shape_.panels - 1 - oldest) << "panel " << task.target << " too far ahead";
+      EXPECT_EQ(readers_[index(oldest)], shape_.panels - 1 - oldest)
+          << "panel " << task.target << " too far ahead";
     }
     busy_[target] = true;
   }
@@ -65,11 +71,12 @@ class Ledger {
 
 // Runs the graph to its end; gives up, and says so, when no team can go on.
 void run_to_the_end(const Shape& shape, unsigned seed) {
-  SCOPED_TRACE(testing::Message() << "N " << shape.panels << " L " << shape.last_diagonal << " K " << shape.teams
-                                  << " depth " << shape.depth << " hints " << shape.hints << " seed " << seed);
+  SCOPED_TRACE(testing::Message() << "N " << shape.panels << " L " << shape.last_diagonal << " K "
+                                  << shape.teams << " depth " << shape.depth << " hints " << shape.hints
+                                  << " seed " << seed);
   TaskGraph dag;
-  ASSERT_EQ(0, vex_lapack_cdag1d_team_init(&dag, shape.panels, shape.last_diagonal, shape.teams, shape.depth, 1, 1, 1,
-                                           1, shape.hints, 0.5));
+  ASSERT_EQ(0, vex_lapack_cdag1d_team_init(&dag, shape.panels, shape.last_diagonal, shape.teams, shape.depth,
+                                           1, 1, 1, 1, shape.hints, 0.5));
   Ledger ledger(shape);
   std::mt19937 random(seed);
   std::vector<Task> working(static_cast<std::size_t>(shape.teams));
