@@ -21,43 +21,11 @@
 #define PROVISIONAL __attribute__((weak))
 
 extern "C" {
-PROVISIONAL int vex_serv_getenv(const char* name, char* buffer, int capacity) {
-  const char* value = getenv(name);
-  int length = value ? static_cast<int>(strlen(value)) : 0;
-  buffer[0] = 0;
-  if (length >= capacity) return -length;
-  if (value) strcpy(buffer, value);
-  return length;
-}
-PROVISIONAL void vex_serv_print(int, int id, int, ...) { printf("[message %d]\n", id); }
-PROVISIONAL void vex_serv_xerbla(const char* name, const vex_int* code, vex_int) {
-  printf("\n[parameter %d of %s]\n", static_cast<int>(*code), name);
-}
-PROVISIONAL void vex_set_xerbla_interface(vex_xerbla_handler) {}
-PROVISIONAL void vex_serv_iface_xerbla(const char* n, const vex_int* c, vex_int l) { vex_serv_xerbla(n, c, l); }
-PROVISIONAL void cdecl_xerbla(const char*, const vex_int*, vex_int) {}
-PROVISIONAL int cdecl_progress(const int*, const int*, const char*, vex_int) { return 0; }
-PROVISIONAL int vex_serv_progress(const int*, const int*, const char*, vex_int) { return 0; }
-PROVISIONAL void vex_serv_set_progress_interface(vex_progress_callback) {}
-PROVISIONAL void vex_serv_exit(int code) { exit(code); }
-PROVISIONAL void vex_serv_core_register_cleanup(vex_cleanup_function, void*) {}
-PROVISIONAL void vex_serv_thr_register_cleanup(vex_cleanup_function, void*) {}
 PROVISIONAL void* vex_serv_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
 PROVISIONAL void vex_serv_deallocate(void* block) { vex_serv_free(block); }
 PROVISIONAL void* vex_serv_iface_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
 PROVISIONAL int vex_serv_get_fast_mm_status() { return 0; }
 PROVISIONAL void vex_serv_iface_deallocate(void* block) { vex_serv_free(block); }
-PROVISIONAL std::size_t vex_serv_strnlen_s(const char* text, std::size_t bound) { return strnlen(text, bound); }
-PROVISIONAL char* vex_serv_strtok_s(char* text, std::size_t*, const char* delimiters, char** context) {
-  return strtok_r(text, delimiters, context);
-}
-PROVISIONAL int vex_serv_snprintf_s(char* buffer, std::size_t capacity, std::size_t, const char* format, ...) {
-  va_list list;
-  va_start(list, format);
-  int length = vsnprintf(buffer, capacity, format, list);
-  va_end(list);
-  return length;
-}
 PROVISIONAL int vex_serv_sscanf_s(const char* text, const char* format, ...) {
   va_list list;
   va_start(list, format);
@@ -65,9 +33,6 @@ PROVISIONAL int vex_serv_sscanf_s(const char* text, const char* format, ...) {
   va_end(list);
   return count;
 }
-PROVISIONAL std::FILE* vex_serv_fopen(const char* name, const char* mode) { return fopen(name, mode); }
-PROVISIONAL int vex_serv_fclose(std::FILE* file) { return fclose(file); }
-PROVISIONAL int vex_serv_lsame(const char* a, const char* b) { return (*a | 32) == (*b | 32); }
 }
 
 namespace vex::blas {
