@@ -26,13 +26,6 @@ PROVISIONAL void vex_serv_deallocate(void* block) { vex_serv_free(block); }
 PROVISIONAL void* vex_serv_iface_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
 PROVISIONAL int vex_serv_get_fast_mm_status() { return 0; }
 PROVISIONAL void vex_serv_iface_deallocate(void* block) { vex_serv_free(block); }
-PROVISIONAL int vex_serv_sscanf_s(const char* text, const char* format, ...) {
-  va_list list;
-  va_start(list, format);
-  int count = vsscanf(text, format, list);
-  va_end(list);
-  return count;
-}
 }
 
 namespace vex::blas {
