@@ -21,11 +21,6 @@
 #define PROVISIONAL __attribute__((weak))
 
 extern "C" {
-PROVISIONAL void* vex_serv_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
-PROVISIONAL void vex_serv_deallocate(void* block) { vex_serv_free(block); }
-PROVISIONAL void* vex_serv_iface_allocate(std::size_t size, std::size_t a) { return vex_serv_malloc(size, a); }
-PROVISIONAL int vex_serv_get_fast_mm_status() { return 0; }
-PROVISIONAL void vex_serv_iface_deallocate(void* block) { vex_serv_free(block); }
 }
 
 namespace vex::blas {
