@@ -9,19 +9,8 @@
 #include <cstring>
 
 #include "blas/blas.h"
-#include "service/buffer_cache.h"
-#include "service/cleanup.h"
-#include "service/environment.h"
-#include "service/memory.h"
-#include "service/messages.h"
-#include "service/progress.h"
-#include "service/safe_string.h"
-#include "service/xerbla.h"
 
 #define PROVISIONAL __attribute__((weak))
-
-extern "C" {
-}
 
 namespace vex::blas {
 PROVISIONAL void xgemm(Trans ta, Trans tb, double alpha, ConstMatrixView a, ConstMatrixView b, double beta, MatrixView c) {
