@@ -1,6 +1,8 @@
 // Clean-up registries and the exit handler through which fatal conditions end the process.
 #pragma once
 
+#include "vex.h"
+
 extern "C" {
 
 using vex_cleanup_function = void (*)(void* argument);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "service/types.h"
+#include "vex.h"
 
 extern "C" {
 

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "service/types.h"
+#include "vex.h"
 
 extern "C" {
 

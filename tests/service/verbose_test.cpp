@@ -92,7 +92,7 @@ TEST(VerboseMode, AValueThatIsNoModeTurnsTracingOn) {
                                                           {std::string(128, '0') + "1", 0},
                                                           {std::string(9000, '1'), 0}};
   for (const auto& [value, mode] : from_environment) {
-    const auto result = in_fresh_process([&] {
+    const auto result = in_fresh_process([&value = value] {
       setenv("VEX_VERBOSE", value.c_str(), 1);
       std::printf("%d", *vex_serv_verbose_mode());
     });
@@ -267,7 +267,7 @@ TEST_F(TraceFile, AFileThatCannotBeWrittenLosesTheTraceOrGoesUnreported) {
                {std::string(4096, 'x'), too_long_or_empty},
                {std::string(9000, 'x'), too_long_or_empty}};
   for (const auto& [name, warning] : names) {
-    const auto result = in_fresh_process([&] {
+    const auto result = in_fresh_process([&name = name] {
       setenv("VEX_VERBOSE_OUTPUT_FILE", name.c_str(), 1);
       vex_serv_print_verbose_info(1, "CALL()", 0.5);
       vex_serv_print_verbose_info(1, "CALL()", 0.5);

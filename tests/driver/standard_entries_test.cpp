@@ -1,0 +1,312 @@
+// The standard entries: both integer widths against each other and against the definition of the result, what
+// they refuse, what they trace, and what they do without memory.
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <map>
+#include <random>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "service/cleanup.h"
+#include "service/platform.h"
+#include "service/xerbla.h"
+#include "tests/support/fresh_process.h"
+#include "vex.h"
+
+namespace {
+
+using vex::test::in_fresh_process;
+using Wide = std::int64_t;
+
+std::vector<double> random_matrix(int rows, int columns, unsigned seed) {
+  std::mt19937 engine(seed);
+  std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+  std::vector<double> elements(static_cast<std::size_t>(rows * columns));
+  for (double& element : elements) element = uniform(engine);
+  return elements;
+}
+
+// What the error handler was told, since the program began.
+std::string reports;
+void note_report(const char* name, const Wide* code, Wide length) {
+  reports += std::string(name, static_cast<std::size_t>(length)) + ":" + std::to_string(*code) + " ";
+}
+
+// Runs body with every report noted instead of printed, and gives back what was noted.
+template <typename Body>
+std::string reports_of(Body body) {
+  reports.clear();
+  const vex_xerbla_handler before = vex_serv_set_xerbla(note_report);
+  body();
+  vex_serv_set_xerbla(before);
+  return reports;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+std::string address(const void* pointer) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%p", pointer);
+  return text;
+}
+
+}  // namespace
+
+TEST(StandardEntries, ASpellingIsAnotherRoutine) {
+  const std::vector<std::vector<const void*>> entries = {
+#define SPELLINGS(upper, lower) \
+  {(const void*)upper, (const void*)lower, (const void*)lower##_, (const void*)vex_lapack__##lower##_}
+      SPELLINGS(DGETRF, dgetrf),       SPELLINGS(DGETRF_64, dgetrf_64), SPELLINGS(DGETRS, dgetrs),
+      SPELLINGS(DGETRS_64, dgetrs_64), SPELLINGS(ILAENV, ilaenv),       SPELLINGS(ILAENV_64, ilaenv_64),
+      SPELLINGS(DLAMCH, dlamch),       SPELLINGS(DLAMCH_64, dlamch_64),
+#undef SPELLINGS
+  };
+  std::map<const void*, int> routines;
+  for (const auto& spellings : entries) {
+    for (const void* spelling : spellings) EXPECT_EQ(spelling, spellings[0]);
+    ++routines[spellings[0]];
+  }
+  EXPECT_EQ(routines.size(), 8u);
+}
+
+TEST(StandardEntries, TheWidthsFactorDifferentlyOrWritePivotsBeyondTheLast) {
+  const std::pair<int, int> shapes[] = {{0, 0},   {0, 5},   {5, 0},   {1, 1},   {16, 16}, {17, 17},
+                                        {16, 40}, {40, 16}, {17, 40}, {40, 17}, {150, 90}};
+  for (const auto& [m, n] : shapes) {
+    const int lda = std::max(1, m) + 3, count = std::min(m, n);
+    std::vector<double> narrow_a = random_matrix(lda, n, 7), wide_a = narrow_a;
+    std::vector<int> narrow(static_cast<std::size_t>(count) + 4, -77);
+    std::vector<Wide> wide(narrow.begin(), narrow.end());
+    int info = 99;
+    Wide wide_info = 99;
+    const Wide wide_m = m, wide_n = n, wide_lda = lda;
+    dgetrf_(&m, &n, narrow_a.data(), &lda, narrow.data(), &info);
+    dgetrf_64_(&wide_m, &wide_n, wide_a.data(), &wide_lda, wide.data(), &wide_info);
+    EXPECT_EQ(info, 0);
+    EXPECT_EQ(wide_info, 0);
+    EXPECT_EQ(narrow_a, wide_a) << m << " x " << n;
+    EXPECT_EQ(std::vector<Wide>(narrow.begin(), narrow.end()), wide) << m << " x " << n;
+    for (std::size_t i = 0; i < narrow.size(); ++i) {
+      const bool pivot = i < static_cast<std::size_t>(count);
+      EXPECT_TRUE(pivot ? narrow[i] > static_cast<int>(i) && narrow[i] <= m : narrow[i] == -77) << i;
+    }
+  }
+  // A singular matrix: the first zero pivot arrives in both widths.
+  for (const int n : {5, 40}) {
+    std::vector<double> a(static_cast<std::size_t>(n * n), 1.0), b = a;
+    std::vector<int> narrow(static_cast<std::size_t>(n));
+    std::vector<Wide> wide(static_cast<std::size_t>(n));
+    int info = 0;
+    Wide wide_info = 0, wide_n = n;
+    DGETRF(&n, &n, a.data(), &n, narrow.data(), &info);
+    DGETRF_64(&wide_n, &wide_n, b.data(), &wide_n, wide.data(), &wide_info);
+    EXPECT_EQ(info, 2);
+    EXPECT_EQ(wide_info, 2);
+  }
+}
+
+TEST(StandardEntries, AWidthSolvesAnotherSystem) {
+  for (const int n : {1, 8, 9, 16, 17, 60}) {
+    for (const int nrhs : {1, 3}) {
+      for (const char* trans : {"N", "t", "C"}) {
+        const int lda = n + 2, ldb = n + 1;
+        const std::vector<double> a = random_matrix(lda, n, 3), x = random_matrix(ldb, nrhs, 4);
+        std::vector<double> lu = a, b(x.size(), 0.0);
+        for (int r = 0; r < nrhs; ++r)
+          for (int i = 0; i < n; ++i)
+            for (int j = 0; j < n; ++j)
+              b[static_cast<std::size_t>(i + r * ldb)] +=
+                  a[static_cast<std::size_t>(*trans == 'N' ? i + j * lda : j + i * lda)] *
+                  x[static_cast<std::size_t>(j + r * ldb)];
+        std::vector<double> wide_b = b;
+        std::vector<int> ipiv(static_cast<std::size_t>(n));
+        int info = 99;
+        DGETRF(&n, &n, lu.data(), &lda, ipiv.data(), &info);
+        ASSERT_EQ(info, 0);
+        const std::vector<Wide> wide_ipiv(ipiv.begin(), ipiv.end());
+        const Wide wide_n = n, wide_nrhs = nrhs, wide_lda = lda, wide_ldb = ldb;
+        Wide wide_info = 99;
+        dgetrs_(trans, &n, &nrhs, lu.data(), &lda, ipiv.data(), b.data(), &ldb, &info, 1);
+        dgetrs_64_(trans, &wide_n, &wide_nrhs, lu.data(), &wide_lda, wide_ipiv.data(), wide_b.data(),
+                   &wide_ldb, &wide_info, 1);
+        EXPECT_EQ(info, 0);
+        EXPECT_EQ(wide_info, 0);
+        EXPECT_EQ(b, wide_b);
+        for (int r = 0; r < nrhs; ++r)
+          for (int i = 0; i < n; ++i)
+            EXPECT_NEAR(b[static_cast<std::size_t>(i + r * ldb)], x[static_cast<std::size_t>(i + r * ldb)],
+                        1e-9)
+                << n << trans;
+      }
+    }
+  }
+}
+
+// Nothing but the arguments up to the wrong one may be looked at, so the rest is null.
+TEST(StandardEntries, ARefusedCallTouchesItsArraysOrReportsAnotherParameter) {
+  const int one = 1, two = 2, zero = 0, minus = -1, lowest = INT32_MIN;
+  const struct {
+    const int *m, *n, *lda;
+    int parameter;
+  } refused[] = {{&minus, nullptr, nullptr, 1}, {&lowest, &minus, &zero, 1}, {&two, &minus, nullptr, 2},
+                 {&two, &two, &one, 4},         {&zero, &zero, &zero, 4},    {&zero, &two, &lowest, 4}};
+  for (const auto& call : refused) {
+    int info = 99;
+    const auto widen = [](const int* value) { return value ? Wide{*value} : Wide{0}; };
+    const Wide m = widen(call.m), n = widen(call.n), lda = widen(call.lda);
+    Wide wide_info = 99;
+    const std::string told = "DGETRF:" + std::to_string(call.parameter) + " ";
+    EXPECT_EQ(reports_of([&] { DGETRF(call.m, call.n, nullptr, call.lda, nullptr, &info); }), told);
+    EXPECT_EQ(reports_of([&] {
+                DGETRF_64(&m, call.n ? &n : nullptr, nullptr, call.lda ? &lda : nullptr, nullptr, &wide_info);
+              }),
+              told);
+    EXPECT_EQ(info, -call.parameter);
+    EXPECT_EQ(wide_info, -call.parameter);
+  }
+
+  const int many = 20;
+  const struct {
+    const char* trans;
+    const int *n, *nrhs, *lda, *ldb;
+    int parameter;
+  } solves[] = {{"N", &minus, &one, &one, &one, 2}, {"N", &lowest, &many, &one, &one, 2},
+                {"X", &zero, &one, &one, &one, 1},  {"N", &two, &minus, &two, &two, 3},
+                {"N", &two, &one, &one, &two, 5},   {"N", &two, &many, &two, &one, 8},
+                {"", &zero, &many, &one, &one, 1}};
+  for (const auto& call : solves) {
+    int info = 99;
+    const int pivots[2] = {1, 2};
+    double untouched[2] = {1.0, 2.0};
+    EXPECT_EQ(reports_of([&] {
+                DGETRS(call.trans, call.n, call.nrhs, nullptr, call.lda, *call.n > 0 ? pivots : nullptr,
+                       untouched, call.ldb, &info, 1);
+              }),
+              "DGETRS:" + std::to_string(call.parameter) + " ");
+    EXPECT_EQ(info, -call.parameter);
+    EXPECT_EQ(untouched[0] + untouched[1], 3.0);
+  }
+}
+
+// Sixteen pivots fit the call's own frame, seventeen need memory.
+TEST(StandardEntries, SixteenPivotsAllocateOrMissingMemoryGoesUnreported) {
+  const auto result = in_fresh_process([] {
+    vex::service::Platform starved = vex::service::real_platform;
+    starved.system_malloc = +[](std::size_t) -> void* { return nullptr; };
+    vex::service::set_platform(&starved);
+    for (const int n : {16, 17}) {
+      std::vector<double> a(static_cast<std::size_t>(n * n)), b(static_cast<std::size_t>(n), 1.0);
+      for (int i = 0; i < n; ++i) a[static_cast<std::size_t>(i * n + i)] = 2.0;
+      std::vector<int> ipiv(static_cast<std::size_t>(n), 1);
+      for (int i = 0; i < n; ++i) ipiv[static_cast<std::size_t>(i)] = i + 1;
+      const int one = 1;
+      int factored = 99, solved = 99;
+      const std::string told = reports_of([&] {
+        DGETRF(&n, &n, a.data(), &n, ipiv.data(), &factored);
+        DGETRS("N", &n, &one, a.data(), &n, ipiv.data(), b.data(), &n, &solved, 1);
+      });
+      std::printf("%d: %d %d %g %s\n", n, factored, solved, b[15], told.c_str());
+    }
+  });
+  EXPECT_EQ(result.output, "16: 0 0 0.5 \n17: -1023 -1023 1 DGETRF:1102 DGETRS:1102 \n");
+}
+
+TEST(StandardEntries, AConstantIsWrongOrDependsOnCaseWidthOrTracing) {
+  const std::map<char, double> expected = {{'E', DBL_EPSILON / 2},
+                                           {'S', DBL_MIN},
+                                           {'B', 2.0},
+                                           {'P', DBL_EPSILON},
+                                           {'N', 53.0},
+                                           {'R', 1.0},
+                                           {'M', DBL_MIN_EXP},
+                                           {'U', DBL_MIN},
+                                           {'L', DBL_MAX_EXP},
+                                           {'O', DBL_MAX},
+                                           {'A', std::ldexp(1.0, -340)},
+                                           {'I', std::ldexp(1.0, 340)},
+                                           {'F', std::ldexp(1.0, -484)},
+                                           {'X', std::ldexp(1.0, 484)},
+                                           {'T', 98.70149282610821}};
+  const auto all_constants = [](int mode) {
+    return in_fresh_process([mode] {
+             vex_serv_verbose(mode);
+             vex_serv_verbose_output_file("/dev/null");
+             for (int character = 0; character < 256; ++character) {
+               const char letter[2] = {static_cast<char>(character), '\0'};
+               std::printf("%a %a\n", DLAMCH(letter, 1), dlamch_64_(letter, 1));
+             }
+           })
+        .output;
+  };
+  std::string text;
+  for (int character = 0; character < 256; ++character) {
+    const bool lower = character >= 'a' && character <= 'z';
+    const auto found = expected.find(static_cast<char>(lower ? character - 'a' + 'A' : character));
+    const double value = found == expected.end() ? 0.0 : found->second;
+    char line[80];
+    std::snprintf(line, sizeof line, "%a %a\n", value, value);
+    text += line;
+  }
+  EXPECT_EQ(all_constants(0), text);
+  EXPECT_EQ(all_constants(1), text);
+}
+
+TEST(StandardEntries, ACallIsTracedWithOtherArgumentsOrNotAtAll) {
+  double a[4] = {4.0, 1.0, 1.0, 3.0}, b[2] = {1.0, 2.0};
+  int ipiv[2] = {1, 2}, info = 0;
+  Wide wide_ipiv[2] = {1, 2}, wide_info = 0;
+  const auto result = in_fresh_process([&] {
+    vex_serv_verbose(1);
+    vex_serv_set_xerbla(note_report);  // the refused call prints nothing of its own
+    const int two = 2, one = 1, minus = -1;
+    const Wide wide_two = 2, wide_one = 1, wide_minus = -1;
+    DGETRF(&two, &two, a, &two, ipiv, &info);
+    DGETRF(&minus, nullptr, nullptr, nullptr, nullptr, &info);
+    DGETRS("Normal", &two, &one, a, &two, ipiv, b, &two, &info, 6);
+    DGETRF_64(&wide_two, &wide_two, a, &wide_two, wide_ipiv, &wide_info);
+    DGETRF_64(&wide_minus, nullptr, a, nullptr, nullptr, &wide_info);
+    DGETRS_64("?", &wide_two, &wide_one, a, &wide_two, wide_ipiv, b, &wide_two, &wide_info, 1);
+    ILAENV(&one, "DGETRF", " ", &two, &minus, &one, &two, 6, 1);
+    ILAENV_64(&wide_one, "SGETRF", "UN", &wide_two, &wide_minus, &wide_one, &wide_two, 6, 2);
+    DLAMCH("Epsilon", 7);
+    DLAMCH_64("z", 1);
+    vex_serv_verbose(0);
+    DLAMCH("E", 1);
+  });
+  const std::string none = address(nullptr);
+  const std::string calls[] = {
+      "DGETRF(2,2," + address(a) + ",2," + address(ipiv) + ",0)",
+      "DGETRF(-1,0," + none + ",0," + none + ",-1)",
+      "DGETRS(N,2,1," + address(a) + ",2," + address(ipiv) + "," + address(b) + ",2,0)",
+      "DGETRF_64(2,2," + address(a) + ",2," + address(wide_ipiv) + ",0)",
+      "DGETRF_64(-1,0," + address(a) + ",0," + none + ",-1)",
+      "DGETRS_64(?,2,1," + address(a) + ",2," + address(wide_ipiv) + "," + address(b) + ",2,-1)",
+      "ILAENV(1,D, ,2,-1,1,2)",
+      "ILAENV_64(1,S,U,2,-1,1,2)",
+      "DLAMCH(E)",
+      "DLAMCH_64(z)",
+  };
+  const std::vector<std::string> lines = lines_of(result.output);
+  ASSERT_EQ(lines.size(), 1 + std::size(calls)) << result.output;
+  EXPECT_EQ(lines[0].rfind("VEX_VERBOSE VEX 2024.0 Update 2 Patch 1 ", 0), 0u) << lines[0];
+  EXPECT_NE(lines[0].find(" lp64 korva_thread"), std::string::npos) << lines[0];
+  for (std::size_t i = 0; i < std::size(calls); ++i) {
+    EXPECT_EQ(lines[i + 1].rfind("VEX_VERBOSE " + calls[i] + " ", 0), 0u) << lines[i + 1];
+    // Whatever the machine does meanwhile, a refused call lasts next to nothing: never a second.
+    if (calls[i].find("-1,0,") != std::string::npos) {
+      EXPECT_TRUE(std::regex_search(lines[i + 1], std::regex("\\) (0\\.00s|[0-9.]+(ms|us|ns)) ")))
+          << lines[i + 1];
+    }
+  }
+}
