@@ -85,8 +85,8 @@ CbwrText parse_cbwr(std::string_view text) {
 }
 
 int cbwr_setting(CbwrText text, int check_code) {
-  const int branch = text.branch == 0 || check_code != 0 ? cbwr_auto : text.branch;
-  return branch | (text.strict ? cbwr_strict : 0);
+  const bool usable = text.branch == cbwr_off || (text.branch != 0 && check_code == 0);
+  return (usable ? text.branch : cbwr_auto) | (text.strict ? cbwr_strict : 0);
 }
 
 int highest_cbwr_branch(const Processor& processor, int fine_type) {

@@ -12,6 +12,7 @@
 
 #include "service/platform.h"
 #include "service/vendor.h"
+#include "tests/support/fresh_process.h"
 
 namespace vex::test {
 
@@ -190,6 +191,19 @@ inline const RecordedProcessor& recorded(std::string_view name) {
   for (const RecordedProcessor& processor : recorded_processors())
     if (name == processor.name) return processor;
   std::abort();
+}
+
+// Runs `body` in a process of its own on that processor, with these two variables set (null: unset).
+inline ProcessResult in_process_on(const RecordedProcessor& processor, const char* enable_instructions,
+                                   const char* cbwr, const std::function<void()>& body) {
+  return in_fresh_process([&] {
+    static const service::Platform machine = play(processor);
+    service::set_platform(&machine);
+    enable_instructions ? setenv("VEX_ENABLE_INSTRUCTIONS", enable_instructions, 1)
+                        : unsetenv("VEX_ENABLE_INSTRUCTIONS");
+    cbwr ? setenv("VEX_CBWR", cbwr, 1) : unsetenv("VEX_CBWR");
+    body();
+  });
 }
 
 }  // namespace vex::test

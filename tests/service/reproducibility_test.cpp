@@ -1,0 +1,247 @@
+// VEX_CBWR as text, as a setting, and as the process that reads it sees it.
+#include "service/reproducibility.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "service/cleanup.h"
+#include "service/cpu_dispatch.h"
+#include "service/cpu_predicates.h"
+#include "tests/support/alone.h"
+#include "tests/support/recorded_processor.h"
+
+namespace vex::service {
+namespace {
+
+using test::in_process_on;
+using test::recorded;
+
+TEST(Cbwr, ATextReadsAsAnotherSetting) {
+  const struct {
+    std::string_view text;
+    int accepted, refused;  // the setting when the processor can honour the branch, and when not
+  } rows[] = {
+      {"", 1, 1},
+      {"AUTO", 2, 2},
+      {"AUTO,STRICT", 0x10002, 0x10002},
+      {"COMPATIBLE", 3, 2},
+      {"SSE2", 4, 2},
+      {"SSE3", 4, 2},
+      {"SSSE3", 4, 2},
+      {"SSE4_1", 7, 2},
+      {"SSE4_2", 8, 2},
+      {"AVX", 8, 2},
+      {"AVX2", 10, 2},
+      {"AVX512_HCX", 10, 2},
+      {"AVX512_HCX_E1", 10, 2},
+      {"AVX512", 12, 2},
+      {"AVX512_E1", 14, 2},
+      {"AVX2,STRICT", 0x1000A, 0x10002},
+      {"AVX2, \tSTRICT", 0x1000A, 0x10002},
+      {"BRANCH=AVX2,STRICT", 0x1000A, 0x10002},
+      {"BRANCH=AVX2", 10, 2},
+      // Unknown names, which lose the flag.
+      {"AVX2STRICT", 2, 2},
+      {"AVX2 STRICT", 2, 2},
+      {"AVX2;STRICT", 2, 2},
+      {"AVX2 ,STRICT", 2, 2},
+      {"AVX2,STRICT ", 2, 2},
+      {"AVX2,STRICT,STRICT", 2, 2},
+      {"NONE,STRICT", 2, 2},
+      {"STRICT", 2, 2},
+      {",STRICT", 2, 2},
+      {" STRICT", 2, 2},
+      {"BRANCH=", 2, 2},
+      {"BRANCH=,STRICT", 2, 2},
+      {"BRANCH=BRANCH=AVX2", 2, 2},
+      {"avx2", 2, 2},
+      {"AVX512_E2", 2, 2},
+      {"10", 2, 2},
+      {" ", 2, 2},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(cbwr_setting(parse_cbwr(row.text), 0), row.accepted) << row.text;
+    EXPECT_EQ(cbwr_setting(parse_cbwr(row.text), -3), row.refused) << row.text;
+  }
+}
+
+TEST(Cbwr, ABranchThatTheProcessorLacksIsAccepted) {
+  // Codes of branches 0 to 15, by the fine type.
+  const struct {
+    const char* processor;
+    int fine, highest;
+    std::vector<int> codes;
+  } rows[] = {
+      {"SSE2", -1, -4, {-3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -2}},
+      {"SSE3", 0, 4, {-2, -2, 0, 0, 0, -3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -2}},
+      {"SSSE3", 2, 4, {-2, -2, 0, 0, 0, -3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -2}},
+      {"SSE4.1", 2, 7, {-2, -2, 0, 0, 0, 0, 0, 0, -3, -3, -3, -3, -3, -3, -3, -2}},
+      {"SSE4.2", 3, 8, {-2, -2, 0, 0, 0, 0, 0, 0, 0, -3, -3, -3, -3, -3, -3, -2}},
+      {"AVX2", 5, 10, {-2, -2, 0, 0, 0, 0, 0, 0, 0, 0, 0, -3, -3, -3, -3, -2}},
+      {"hybrid without AVX-512", 15, 10, {-2, -2, 0, 0, 0, 0, 0, 0, 0, 0, 0, -3, -3, -3, -3, -2}},
+      {"AVX-512", 7, 12, {-2, -2, 0, 0, 0, 0, 0, 0, 0, 0, 0, -3, 0, -3, -3, -2}},
+      {"AVX-512 VNNI", 9, 14, {-2, -2, 0, 0, 0, 0, 0, 0, 0, 0, 0, -3, 0, -3, 0, -2}},
+      {"AMX-FP16", 16, 14, {-2, -2, 0, 0, 0, 0, 0, 0, 0, 0, 0, -3, 0, -3, 0, -2}},
+      {"another vendor, everything", 0, 2, {-2, -2, 0, 0, -3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -3, -2}},
+  };
+  for (const auto& row : rows) {
+    const Processor processor = read_processor(test::play(recorded(row.processor)));
+    EXPECT_EQ(highest_cbwr_branch(processor, row.fine), row.highest) << row.processor;
+    for (int branch = 0; branch < 16; ++branch) {
+      const CbwrCheck check = check_cbwr(processor, row.fine, branch);
+      EXPECT_EQ(check.code, row.codes[static_cast<std::size_t>(branch)])
+          << row.processor << ", branch " << branch;
+      EXPECT_EQ(check_cbwr(processor, row.fine, branch | cbwr_strict).code, check.code);
+      EXPECT_EQ(check.messages.count,
+                check.code == 0 && processor.korva && (branch == 6 || branch == 9) ? 1 : 0);
+    }
+    EXPECT_EQ(check_cbwr(processor, row.fine, 0x20002).code, -3);
+  }
+}
+
+const std::pair<int, const char*> printable[] = {
+    {1222, "Korva VEX WARNING: incorrect conditional numerical reproducibility mode, VEX_CBWR_AUTO is set\n"},
+    {1223, "Korva VEX FATAL ERROR: This system does not meet the minimum requirements"},
+    {1450, "The processor must support the Korva(R) Streaming SIMD 3 Extensions"},
+    {1453, "SSSE3) enabled only processors has been deprecated."},
+    {1454, "AVX) enabled only processors has been deprecated."}};
+
+std::vector<int> messages_in(const std::string& output) {
+  std::vector<int> found;
+  for (const auto& [id, text] : printable)
+    for (std::size_t at = output.find(text); at != std::string::npos; at = output.find(text, at + 1))
+      found.push_back(id);
+  return found;
+}
+
+TEST(DetectionProcess, TheEnvironmentLeadsToAnotherPath) {
+  if (!test::alone()) return;
+  const std::string over_long(200, 'A');
+  const struct {
+    const char* processor;
+    const char* ceiling;
+    const char* cbwr;
+    const char* types;
+    std::vector<int> messages;
+  } rows[] = {
+      {"AVX-512 VNNI", nullptr, nullptr, "1 7 9", {}},
+      {"AVX-512 VNNI", "", "", "1 7 9", {}},
+      {"AVX-512 VNNI", over_long.c_str(), over_long.c_str(), "1 7 9", {}},
+      {"AMX-FP16", "AVX512_E5", "AVX512_E1", "e 7 9", {}},
+      {"AVX-512", nullptr, "AVX512_E1,STRICT", "10002 7 9", {}},
+      {"AVX-512", nullptr, "AVX", "8 3 5", {}},
+      {"AVX-512", nullptr, "AVX2,STRICT", "1000a 5 7", {}},
+      {"AVX-512", nullptr, "AVX2STRICT", "2 7 9", {}},
+      {"AVX-512", "AVX512", "AVX2", "a 7 9", {}},
+      {"AVX-512", "SSE4_2", "AVX2", "2 3 5", {}},  // the ceiling lowers what the processor can honour
+      {"AVX-512", "AVX", "AVX", "8 3 5", {1454}},
+      {"AVX-512", "AVX", nullptr, "1 3 5", {1454}},
+      {"hybrid without AVX-512", "AVX512", nullptr, "1 5 7", {}},
+      {"hybrid without AVX-512", nullptr, "AVX512", "2 5 7", {}},
+      {"SSSE3", nullptr, "SSSE3", "4 0 0", {}},
+      {"SSSE3", "AVX", "SSE4_1", "2 0 0", {}},
+      {"SSE4.2", nullptr, "COMPATIBLE,STRICT", "10003 0 2", {}},
+      {"another vendor, everything", "AVX512", "AVX2", "2 0 0", {}},
+      {"another vendor, everything", "AVX", "COMPATIBLE", "3 0 2", {}},
+      {"hypervisor hides XSAVE", "AVX2", "AVX2", "2 3 5", {}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.processor) + ", '" + (row.ceiling ? row.ceiling : "unset") + "', '" +
+                 (row.cbwr ? row.cbwr : "unset") + "'");
+    const test::ProcessResult result = in_process_on(recorded(row.processor), row.ceiling, row.cbwr, [] {
+      const int type = vex_serv_cpu_detect();
+      std::printf("types: %x %d %d\n", vex_serv_cbwr_get(-1), type, vex_serv_elem_cpu_detect());
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.output.find(std::string("types: ") + row.types + "\n"), std::string::npos)
+        << result.output;
+    EXPECT_EQ(messages_in(result.output), row.messages) << result.output;
+  }
+}
+
+TEST(DetectionProcess, TheSetterIsHeardTooLateOrNotAtAll) {
+  if (!test::alone()) return;
+  const test::ProcessResult result = in_process_on(recorded("AVX-512"), nullptr, "AVX2", [] {
+    std::printf("%d %d %d %d\n", vex_serv_cbwr_get(0), vex_serv_cbwr_get(2), vex_serv_cbwr_get(-1),
+                vex_serv_cbwr_get(1));
+    // Before detection, even though the environment has been read.
+    for (const int setting : {14, 11, 15, 0x20003, -7, 0x10001})
+      std::printf("%d ", vex_serv_cbwr_set(setting));
+    std::printf("still %d\n", vex_serv_cbwr_get(1));
+    for (const int setting : {0, 1, 2, 6, 9, 0x1000C}) {
+      const int code = vex_serv_cbwr_set(setting);
+      std::printf("%d:%x ", code, vex_serv_cbwr_get(-1));
+    }
+    std::printf("detects %d, ", vex_serv_cpu_detect());
+    for (const int setting : {0x1000C, 12, 1, 99}) std::printf("%d ", vex_serv_cbwr_set(setting));
+    std::printf("%x\n", vex_serv_cbwr_get(-1));
+  });
+  EXPECT_EQ(messages_in(result.output), std::vector<int>({1453, 1454}));
+  for (const char* line : {"-2 -2 10 10\n", "-3 -3 -2 -3 -2 -2 still 10\n", "0:1 0:1 0:2 ", "0:6 ",
+                           "0:9 0:1000c ", "detects 7, 0 -8 -8 -8 1000c\n"})
+    EXPECT_NE(result.output.find(line), std::string::npos) << line << " in:\n" << result.output;
+}
+
+TEST(DetectionProcess, AProgramsCeilingLosesAgainstTheEnvironment) {
+  if (!test::alone()) return;
+  const test::ProcessResult result = in_process_on(recorded("AVX-512"), "SSE4_2", nullptr, [] {
+    std::printf("%d", vex_serv_enable_instructions(2));
+    std::printf("%d", vex_serv_enable_instructions(6));
+    std::printf("%d%d%d%d%d ", vex_serv_is_sse4_2_enabled(), vex_serv_is_avx_enabled(),
+                vex_serv_is_avx2_enabled(), vex_serv_is_avx512_enabled(), vex_serv_is_avx512_hcx_enabled());
+    std::printf("%d ", vex_serv_get_cpu_type(0));
+    std::printf("%d %d", vex_serv_get_cpu_type(1), vex_serv_get_cpu_type(0));
+  });
+  EXPECT_EQ(result.output, "1011100 -1 5 -1");
+  const test::ProcessResult refused = in_process_on(recorded("AVX-512"), "SSE4_2", nullptr, [] {
+    std::printf("%d ", vex_serv_enable_instructions(6));  // refused, yet it was a call
+    std::printf("%d", vex_serv_get_cpu_type(1));
+  });
+  EXPECT_EQ(refused.output, "0 7");
+}
+
+TEST(DetectionProcess, BelowTheMinimumTheLibraryRunsOrHangs) {
+  if (!test::alone()) return;
+  const test::ProcessResult result =
+      in_process_on(recorded("SSE2"), "AVX2", "AVX2", [] { std::printf("%d", vex_serv_cpu_detect()); });
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(messages_in(result.output), std::vector<int>({1223, 1450}));
+
+  EXPECT_EQ(in_process_on(recorded("SSE2"), nullptr, nullptr, [] { vex_serv_get_cpu_type(1); }).status, 1);
+
+  // An exit handler that comes back, and one that asks the library once more.
+  const test::ProcessResult survivor = in_process_on(recorded("SSE2"), nullptr, nullptr, [] {
+    vex_serv_set_exit_handler([](int code) { std::printf("handler %d %d;", code, vex_serv_cpu_detect()); });
+    const int type = vex_serv_cpu_detect();
+    std::printf("then %d %d %d", type, vex_serv_elem_cpu_detect(), vex_serv_cbwr_get_auto_branch());
+  });
+  EXPECT_EQ(survivor.status, 0);
+  EXPECT_NE(survivor.output.find("handler 1 0;then 0 0 -4"), std::string::npos) << survivor.output;
+}
+
+TEST(DetectionProcess, ThreadsThatAskAtOnceSeeDifferentAnswers) {
+  if (!test::alone()) return;
+  const test::ProcessResult result = in_process_on(recorded("AVX-512 FP16"), "AVX512_E1", "AUTO,STRICT", [] {
+    std::vector<std::thread> team;
+    std::vector<int> sums(32);
+    for (std::size_t i = 0; i < sums.size(); ++i)
+      team.emplace_back([&sums, i] {
+        // Each starts at another door.
+        int (*const doors[])() = {
+            vex_serv_cpu_detect,   vex_serv_elem_cpu_detect,      vex_serv_korva_cpu,
+            vex_serv_cpuisvnnigen, vex_serv_cbwr_get_auto_branch, vex_serv_get_microarchitecture};
+        for (std::size_t door = 0; door < 6; ++door) sums[i] += doors[(i + door) % 6]();
+        sums[i] += vex_serv_cbwr_get(1) + vex_serv_get_cpu_type(1);
+      });
+    for (std::thread& member : team) member.join();
+    for (const int sum : sums)
+      if (sum != sums[0]) std::printf("%d instead of ", sum);
+    std::printf("%d", sums[0]);
+  });
+  EXPECT_EQ(result.output, std::to_string(7 + 9 + 1 + 1 + 14 + 1024 + 2 + 9));
+}
+
+}  // namespace
+}  // namespace vex::service
