@@ -134,7 +134,8 @@ bool goes_on(const Step& step, int next) {
 // One conversion's fate: done, no match, or end of input.
 enum class Outcome { done, mismatch, end };
 
-Outcome outcome_of(int result, int used) {
+// `used` by reference: in a call both arguments come from the same scan, in an order the compiler chooses.
+Outcome outcome_of(int result, const int& used) {
   if (used >= 0) return Outcome::done;
   return result == EOF ? Outcome::end : Outcome::mismatch;
 }
