@@ -15,6 +15,9 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 # contraction, no -march: a fused multiply-add happens only where the source writes one.
 set(CMAKE_CXX_FLAGS_RELEASE "-O3 -g1")
 
+if(QUARLEN_STATIC)
+  set(CMAKE_FIND_LIBRARY_SUFFIXES .a)  # the OpenMP runtime's archive, not its shared library
+endif()
 find_package(OpenMP REQUIRED COMPONENTS CXX)
 
 add_library(vex_options INTERFACE)
