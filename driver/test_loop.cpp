@@ -9,7 +9,6 @@
 #include <cstdlib>
 
 #include "driver/report.h"
-#include "driver/trial.h"
 
 namespace vex::driver {
 namespace {
@@ -54,24 +53,31 @@ void* obtain_block(const Configuration& run, const char* program) {
   return block;
 }
 
-// Runs one test's trials, prints their lines and adds up their rates. Sets `failed` when one fails.
-Rates run_test(const TestMemory& memory, std::int32_t n, std::int32_t lda, std::int32_t trials,
-               std::int32_t alignment, Outcome& outcome, bool& failed) {
-  if (trials <= 0) return {};
-  double sum = 0, maximal = 0;
-  for (std::int32_t trial = 0; trial < trials; ++trial) {
-    quarlen_(&n, memory.a, &lda, memory.b, memory.x, memory.ipvt, &outcome.time, &outcome.gflops,
-             &outcome.resid, &outcome.residn, &outcome.info);
-    if (outcome.info != 0) print(info_returned, outcome.info);
-    const bool fail = trial_failed(outcome.resid, outcome.residn);
-    print(trial_line + fail, n, lda, alignment, outcome.time, outcome.gflops, outcome.resid, outcome.residn);
-    std::fflush(nullptr);
-    failed |= fail;
-    sum += outcome.gflops;
-    maximal = std::max(maximal, outcome.gflops);
+// Runs trials one after the other, prints their lines and remembers whether one failed.
+struct Trials {
+  decltype(quarlen_)* trial;
+  Outcome outcome = {};
+  bool failed = false;
+
+  Rates run(const TestMemory& memory, std::int32_t n, std::int32_t lda, std::int32_t trials,
+            std::int32_t alignment) {
+    if (trials <= 0) return {};
+    double sum = 0, maximal = 0;
+    for (std::int32_t i = 0; i < trials; ++i) {
+      trial(&n, memory.a, &lda, memory.b, memory.x, memory.ipvt, &outcome.time, &outcome.gflops,
+            &outcome.resid, &outcome.residn, &outcome.info);
+      if (outcome.info != 0) print(info_returned, outcome.info);
+      const bool fail = trial_failed(outcome.resid, outcome.residn);
+      print(trial_line + fail, n, lda, alignment, outcome.time, outcome.gflops, outcome.resid,
+            outcome.residn);
+      std::fflush(nullptr);
+      failed |= fail;
+      sum += outcome.gflops;
+      maximal = std::max(maximal, outcome.gflops);
+    }
+    return {sum / trials, maximal};
   }
-  return {sum / trials, maximal};
-}
+};
 
 void print_summary(const Configuration& run, const std::array<Rates, max_tests>& rates) {
   print(empty_line);
@@ -129,7 +135,7 @@ bool trial_failed(double resid, double residn) {
   return std::isnan(resid) || !(residn < limit);  // a comparison with NaN is false: it fails
 }
 
-int run_tests(const Configuration& run, const char* program) {
+int run_tests(const Configuration& run, const char* program, decltype(quarlen_)* trial) {
   void* block = obtain_block(run, program);
   print(empty_line);
   print(timing_banner);
@@ -138,17 +144,16 @@ int run_tests(const Configuration& run, const char* program) {
   std::fflush(stdout);
 
   std::array<Rates, max_tests> rates;
-  Outcome outcome;
-  bool failed = false;
+  Trials trials{trial};
   for (std::size_t i = 0; i < static_cast<std::size_t>(run.test_count); ++i) {
     const std::int32_t n = run.size[i], lda = run.leading_dimension[i], alignment = run.alignment[i];
     if (n <= 0) continue;
-    rates[i] = run_test(lay_out(block, n, lda, alignment), n, lda, run.trials[i], alignment, outcome, failed);
+    rates[i] = trials.run(lay_out(block, n, lda, alignment), n, lda, run.trials[i], alignment);
   }
   std::free(block);
   print_summary(run, rates);
-  print_verdict(failed);
-  return failed ? 1 : 0;
+  print_verdict(trials.failed);
+  return trials.failed ? 1 : 0;
 }
 
 }  // namespace vex::driver

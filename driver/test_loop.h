@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "driver/configuration.h"
+#include "driver/trial.h"
 
 namespace vex::driver {
 
@@ -35,7 +36,7 @@ bool trial_failed(double resid, double residn);
 
 // Runs the tests and prints their part of the report. Returns the program's exit status: 1 when a trial
 // failed, else 0. Ends the process with status 255 when the memory cannot be had; `program` names it in that
-// message.
-int run_tests(const Configuration& run, const char* program);
+// message. Another `trial` than the real one serves to see what becomes of its outcome.
+int run_tests(const Configuration& run, const char* program, decltype(quarlen_)* trial = quarlen_);
 
 }  // namespace vex::driver
