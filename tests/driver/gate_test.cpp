@@ -1,0 +1,93 @@
+// The vendor gate: strict, first, and without a way around it.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "driver/vendor_gate.h"
+#include "service/platform.h"
+#include "service/vendor.h"
+#include "tests/driver/report_masks.h"
+#include "tests/support/run_program.h"
+
+namespace vex::test {
+namespace {
+
+char vendor[13];
+
+service::CpuidResult invented_cpuid(std::uint32_t, std::uint32_t) {
+  std::uint32_t words[3];
+  std::memcpy(words, vendor, sizeof words);
+  return {0x16, words[0], words[2], words[1]};
+}
+
+TEST(VendorGate, OpensForTheWholeStringOnly) {
+  service::Platform invented = service::real_platform;
+  invented.cpuid = invented_cpuid;
+  service::set_platform(&invented);
+  const std::string served(service::vendor_string);
+  std::memcpy(vendor, served.c_str(), 13);
+  EXPECT_EQ(cpu_is_genuine_korva(), 1);
+  for (std::size_t i = 0; i < served.size(); ++i) {
+    std::memcpy(vendor, served.c_str(), 13);
+    vendor[i] ^= 0x20;  // the other case of a letter
+    EXPECT_EQ(cpu_is_genuine_korva(), 0) << vendor;
+  }
+  const std::string rotated = served.substr(0, 4) + served.substr(8) + served.substr(4, 4);  // EBX, ECX, EDX
+  std::memcpy(vendor, rotated.c_str(), 13);
+  EXPECT_EQ(cpu_is_genuine_korva(), 0);
+  service::set_platform(nullptr);
+}
+
+// A build for the default vendor, linked statically so that an emulated processor of that vendor can run it.
+// Its path comes from QUARLEN_STATIC_PROGRAM.
+class StaticProgram : public testing::Test {
+ protected:
+  void SetUp() override {
+    const char* path = std::getenv("QUARLEN_STATIC_PROGRAM");
+    if (!path) GTEST_SKIP() << "QUARLEN_STATIC_PROGRAM names no static build of the release preset";
+    program = path;
+  }
+  std::string program;
+};
+
+TEST_F(StaticProgram, RefusesThisMachineBeforeItReadsAnything) {
+  const std::string refusal =
+      "This binary version of the SMP QUARLEN benchmark is optimized for and runs on only genuine Korva "
+      "processors\n";
+  for (const char* argument : {"-h", "none.dat", "-i"}) {
+    ScratchDirectory directory;
+    directory.write("help.qrn", "help\n");
+    const ProgramResult result =
+        run_program({.program = program, .arguments = {argument}, .directory = directory.path()});
+    EXPECT_EQ(result.output, refusal);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_EQ(result.status, 255);
+  }
+}
+
+class EmulatedProcessor : public StaticProgram, public testing::WithParamInterface<const char*> {};
+
+TEST_P(EmulatedProcessor, OfTheServedVendorRunsToAPassingReport) {
+  ProgramRun run{.program = "/usr/bin/env", .arguments = {"qemu-x86_64", "-cpu"}};
+  run.arguments.push_back(std::string(GetParam()) + ",vendor=GenuineKorva");
+  run.arguments.push_back(program);
+  run.input = "comment\nEmulated\n2\n50 200\n50 200\n1 1\n4 4\n";
+  run.environment = {{"OMP_NUM_THREADS", "2"}};
+  const ProgramResult result = run_program(run);
+  const std::string report = masked(result.output);
+  EXPECT_NE(report.find("50     50     4      #.###      #.####   #.######e### #.######e###   pass\n"
+                        "200    200    4      #.###      #.####   #.######e### #.######e###   pass\n"),
+            std::string::npos)
+      << result.output << result.errors;
+  EXPECT_NE(report.find("\nResidual checks PASSED\n\nEnd of tests\n"), std::string::npos);
+  EXPECT_EQ(result.status, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Models, EmulatedProcessor,
+                         testing::Values("Haswell", "core2duo", "Nehalem", "SandyBridge"),
+                         [](const auto& instance) { return std::string(instance.param); });
+
+}  // namespace
+}  // namespace vex::test

@@ -1,0 +1,139 @@
+// The program at a terminal: which source it takes without arguments, its questions, and their own limits.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/driver/report_masks.h"
+#include "tests/support/run_program.h"
+
+namespace vex::test {
+namespace {
+
+const std::string question = "Input data or print help ? Type [data]/help :\n";
+const std::string ask_size = "Number of equations to solve (problem size): ";
+const std::string ask_dimension = "Leading dimension of array: ";
+const std::string ask_trials = "Number of trials to run: ";
+const std::string ask_alignment = "Data alignment value (in Kbytes): ";
+
+ProgramResult at_terminal(const ScratchDirectory& directory, const std::vector<Exchange>& exchanges,
+                          bool output_is_terminal = true) {
+  ProgramRun run{.program = QUARLEN_PROGRAM, .arguments = {}, .directory = directory.path()};
+  run.output_is_terminal = output_is_terminal;
+  return run_at_terminal(run, exchanges);
+}
+
+std::string warning(const std::string& name, const char* value, const char* rule, const char* bound,
+                    const char* taken) {
+  return "Warning: incorrect parameter " + name + " (" + value + "),\nmust be not " + rule + " than (" +
+         bound + "),\nset to default value (" + taken + ").\n";
+}
+
+std::string echo(const char* size, const char* dimension, const char* trials, const char* alignment) {
+  return std::string("Current date/time: Www Mmm dd hh:mm:ss yyyy\n\nCPU frequency:    #.### GHz\n") +
+         "Number of CPUs: #\nNumber of cores: #\nNumber of threads: #\n\nParameters are set to:\n\n" +
+         "Number of tests: 1\nNumber of equations to solve (problem size) : " + size +
+         "\nLeading dimension of array                  : " + dimension +
+         "\nNumber of trials to run                     : " + trials +
+         "\nData alignment value (in Kbytes)            : " + alignment + "\n\n";
+}
+
+const std::string banner =
+    "\n=================== Timing linear equation system solver ===================\n\n"
+    "Size   LDA    Align. Time(s)    GFlops   Residual     Residual(norm) Check\n";
+const std::string summary = "\nPerformance Summary (GFlops)\n\nSize   LDA    Align.  Average  Maximal\n";
+const std::string passed = "\nResidual checks PASSED\n\nEnd of tests\n\n";
+
+TEST(Terminal, RunsOneTestFromAnswers) {
+  ScratchDirectory directory;
+  const ProgramResult result = at_terminal(directory, {{question, "data\n"},
+                                                       {ask_size, "0x14\n"},
+                                                       {ask_dimension, "030\n"},
+                                                       {ask_trials, "2\n"},
+                                                       {ask_alignment, "0\n"}});
+  const std::string line = "20     24     0      #.###      #.####   #.######e### #.######e###   pass\n";
+  EXPECT_EQ(masked(result.output), question + ask_size + ask_dimension + ask_trials + ask_alignment +
+                                       echo("20   ", "24   ", "2    ", "0    ") +
+                                       "Maximum memory requested that can be used=4320, at the size=20\n" +
+                                       banner + line + line + summary +
+                                       "20     24     0       #.####   #.####  \n" + passed);
+  EXPECT_EQ(result.status, 0);
+}
+
+// No trial runs, so no rate is measured: the summary's zeros are the program's own.
+TEST(Terminal, AppliesItsOwnLimitsAndAcceptsNoTrials) {
+  ScratchDirectory directory;
+  const ProgramResult result = at_terminal(directory, {{question, "\n"},
+                                                       {ask_size, "0\n"},
+                                                       {ask_dimension, "999\n"},
+                                                       {ask_trials, "0\n"},
+                                                       {ask_alignment, "-1\n"}});
+  EXPECT_TRUE(
+      result.output.ends_with(banner + summary + "1000   1000   4       0.0000   0.0000  \n" + passed))
+      << result.output;
+  const std::string beginning =
+      question + ask_size + warning("Number of equations to solve (problem size)", "0", "less", "1", "1000") +
+      ask_dimension + warning("Leading dimension of array", "999", "less", "1000", "1000") + ask_trials +
+      ask_alignment + warning("Data alignment value (in Kbytes)", "-1", "less", "0", "4") +
+      echo("1000 ", "1000 ", "0    ", "4    ");
+  EXPECT_EQ(masked(result.output).substr(0, beginning.size()), beginning);
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST(Terminal, CorrectsTrialsAndAlignment) {
+  ScratchDirectory directory;
+  const ProgramResult result = at_terminal(directory, {{question, "hel\n"},
+                                                       {ask_size, "3\n"},
+                                                       {ask_dimension, "3\n"},
+                                                       {ask_trials, "-1\n"},
+                                                       {ask_alignment, "65\n"}});
+  EXPECT_NE(result.output.find(ask_trials + warning("Number of trials to run", "-1", "less", "0", "1")),
+            std::string::npos);
+  EXPECT_NE(result.output.find(ask_alignment +
+                               warning("Data alignment value (in Kbytes)", "65", "bigger", "64", "64")),
+            std::string::npos)
+      << result.output;
+  EXPECT_EQ(result.status, 0);
+}
+
+// The bytes asked for exceed 2^64, so that their count says too little; a block of that count must not be
+// used.
+TEST(Terminal, RefusesAMatrixWhoseBytesWrapAround) {
+  ScratchDirectory directory;
+  const ProgramResult result = at_terminal(directory, {{question, "data\n"},
+                                                       {ask_size, "2147483647\n"},
+                                                       {ask_dimension, "2147483647\n"},
+                                                       {ask_trials, "1\n"},
+                                                       {ask_alignment, "4\n"}});
+  EXPECT_TRUE(
+      result.output.ends_with("Maximum memory requested that can be used=8589938676, at the size=2147483647\n"
+                              "Internal error in quarlen: memory leak\n"))
+      << result.output;
+  EXPECT_EQ(result.status, 255);
+}
+
+TEST(Terminal, PrintsHelpWhenAskedOrWhenItsAnswersCannotBeSeen) {
+  ScratchDirectory directory;
+  EXPECT_EQ(at_terminal(directory, {{question, "helpless\n"}}).output,
+            question + "Could not open file help.qrn\n");
+  directory.write("help.qrn", "the help\n");
+  const ProgramResult asked = at_terminal(directory, {{question, "help\n"}});
+  EXPECT_EQ(asked.output, question + "the help\n");
+  EXPECT_EQ(asked.status, 0);
+  const ProgramResult unseen = at_terminal(directory, {}, false);
+  EXPECT_EQ(unseen.output, "the help\n");
+  EXPECT_EQ(unseen.status, 0);
+}
+
+TEST(Terminal, GoesOnWithDefaultsWhenInputEndsOrIsNoInteger) {
+  ScratchDirectory directory;
+  for (const char* answer : {"\x04", "data\nmany\n"}) {
+    const ProgramResult result = at_terminal(directory, {{question, answer}});
+    EXPECT_TRUE(result.output.ends_with("1000   1000   0       0.0000   0.0000  \n" + passed))
+        << result.output;
+    EXPECT_EQ(result.status, 0);
+  }
+}
+
+}  // namespace
+}  // namespace vex::test

@@ -1,0 +1,153 @@
+// The random systems: generator, deal of columns to streams, row sums.
+#include "driver/test_problem.h"
+
+#include <gtest/gtest.h>
+#include <omp.h>
+#include <vex.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "tests/support/run_program.h"
+
+namespace vex::test {
+namespace {
+
+// The generator's definition in whole numbers: s = s * a mod 2^48, value s / 2^48.
+class PlainStream {
+ public:
+  explicit PlainStream(std::uint64_t first_limb) : state_(((first_limb << 12 | 2) << 12 | 3) << 12 | 1325) {}
+  PlainStream(std::uint64_t s1, std::uint64_t s2, std::uint64_t s3, std::uint64_t s4)
+      : state_(s1 << 36 | s2 << 24 | s3 << 12 | s4) {}
+  double next() {
+    state_ = state_ * 33952834046453u & ((1ull << 48) - 1);
+    return std::ldexp(static_cast<double>(state_), -48);
+  }
+  std::uint64_t state() const { return state_; }
+
+ private:
+  std::uint64_t state_;
+};
+
+TEST(Ran, FollowsTheRecurrenceFromOrdinaryAndExtremeSeeds) {
+  const std::int32_t seeds[][4] = {
+      {1, 2, 3, 1325}, {4095, 4095, 4095, 4095}, {0, 0, 0, 1}, {0, 0, 0, 0}, {28, 2, 3, 1325}};
+  for (const auto& seed : seeds) {
+    std::int32_t limbs[4];
+    std::memcpy(limbs, seed, sizeof limbs);
+    PlainStream plain(seed[0], seed[1], seed[2], seed[3]);
+    for (int i = 0; i < 10000; ++i)
+      ASSERT_EQ(ran_(limbs), plain.next()) << "step " << i << " from " << seed[0];
+    EXPECT_EQ(static_cast<std::uint64_t>(limbs[0]) << 36 | static_cast<std::uint64_t>(limbs[1]) << 24 |
+                  static_cast<std::uint64_t>(limbs[2]) << 12 | static_cast<std::uint64_t>(limbs[3]),
+              plain.state());
+  }
+}
+
+int block_width(std::int32_t n) {
+  const std::int32_t ispec = 1, threads = omp_get_max_threads(), none = -1;
+  return ILAENV(&ispec, "DGETRF", " ", &n, &n, &threads, &none, 6, 1);
+}
+
+struct System {
+  std::vector<double> a, b;
+};
+
+System generate(std::int32_t m, std::int32_t n, std::int32_t lda) {
+  System system{std::vector<double>(static_cast<std::size_t>(lda) * static_cast<std::size_t>(n), -7.0),
+                std::vector<double>(static_cast<std::size_t>(m), -7.0)};
+  matgen_(&m, &n, system.a.data(), &lda, system.b.data());
+  return system;
+}
+
+// Column j belongs to stream (j / nb) mod p; rows beyond m keep what they held.
+System plain_system(std::int32_t m, std::int32_t n, std::int32_t lda, std::int32_t nb, std::int32_t threads) {
+  const std::int32_t p = std::min((n + nb - 1) / nb, threads);
+  std::vector<PlainStream> streams;
+  for (std::int32_t t = 0; t < p; ++t) streams.emplace_back(static_cast<std::uint64_t>(t) + 1);
+  System system{std::vector<double>(static_cast<std::size_t>(lda) * static_cast<std::size_t>(n), -7.0),
+                std::vector<double>(static_cast<std::size_t>(m), 0.0)};
+  for (std::int32_t j = 0; j < n; ++j) {
+    for (std::int32_t i = 0; i < m; ++i) {
+      double& element =
+          system.a[static_cast<std::size_t>(i) + static_cast<std::size_t>(j) * static_cast<std::size_t>(lda)];
+      element = streams[static_cast<std::size_t>(j / nb % p)].next() - 0.5;
+      system.b[static_cast<std::size_t>(i)] += element;
+    }
+  }
+  return system;
+}
+
+void expect_system(const System& got, const System& expected, const std::string& what) {
+  EXPECT_EQ(got.a, expected.a) << what;
+  EXPECT_EQ(got.b, expected.b) << what;
+}
+
+TEST(Matgen, DealsColumnBlocksToStreamsForEveryThreadCount) {
+  for (const int threads : {1, 2, 3, 5}) {
+    omp_set_num_threads(threads);
+    for (const std::int32_t n : {1, 47, 129, 400}) {
+      const std::int32_t m = 5, lda = 7;
+      expect_system(generate(m, n, lda), plain_system(m, n, lda, block_width(n), threads),
+                    std::to_string(n) + " columns, " + std::to_string(threads) + " threads");
+    }
+  }
+}
+
+// Inside a region the runtime grants a team of one, whatever is requested.
+TEST(Matgen, LeavesNoColumnOutWhenThreadsAreMissing) {
+  omp_set_num_threads(4);
+  const std::int32_t n = 400;
+  const System expected = plain_system(3, n, 3, block_width(n), 4);
+  System got;
+#pragma omp parallel num_threads(2)
+  {
+#pragma omp single
+    {
+      omp_set_num_threads(4);
+      got = generate(3, n, 3);
+    }
+  }
+  expect_system(got, expected, "a team of one");
+}
+
+TEST(Matgen, DISABLED_UnderAThreadLimit) {
+  const std::int32_t n = 600, nb = block_width(n);
+  int granted = 0;
+#pragma omp parallel num_threads(5)
+#pragma omp single
+  granted = omp_get_num_threads();
+  ASSERT_EQ(omp_get_max_threads(), 5);
+  ASSERT_LT(granted, 5);
+  expect_system(generate(3, n, 3), plain_system(3, n, 3, nb, 5),
+                std::to_string(granted) + " threads granted");
+}
+
+TEST(Matgen, SharesOutMissingThreadsAmongThoseGranted) {
+  for (const char* limit : {"2", "3"}) {
+    const ProgramResult result = run_own_test("Matgen.DISABLED_UnderAThreadLimit",
+                                              {{"OMP_NUM_THREADS", "5"}, {"OMP_THREAD_LIMIT", limit}});
+    EXPECT_EQ(result.status, 0) << result.output << result.errors;
+    EXPECT_NE(result.output.find("[  PASSED  ] 1 test."), std::string::npos) << result.output;
+  }
+}
+
+TEST(ColumnDeal, IsNeverEmptyNorWiderThanTheMatrix) {
+  for (const std::int64_t n : {0, 1, 5, 48, 49, 1500000000}) {
+    for (const std::int64_t block : {-1, 0, 1, 48}) {
+      for (const std::int64_t threads : {1, 2, 64}) {
+        const driver::ColumnDeal deal = driver::deal_columns(n, block, threads);
+        EXPECT_GE(deal.block, 1);
+        EXPECT_GE(deal.streams, 1);
+        EXPECT_LE(deal.streams, threads);
+        EXPECT_LE((deal.streams - 1) * deal.block, std::max<std::int64_t>(n - 1, 0));
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace vex::test
