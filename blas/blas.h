@@ -1,5 +1,5 @@
-// The doors of the dense kernel floor. Each routine comes twice: the value-typed function that the engine above
-// calls, and the named routine that takes every argument by reference with the lengths of its character
+// The doors of the dense kernel floor. Each routine comes twice: the value-typed function that the engine
+// above calls, and the named routine that takes every argument by reference with the lengths of its character
 // arguments at the end. The plain names may use threads; the x names run on the calling thread.
 #pragma once
 
@@ -13,8 +13,8 @@ enum class Uplo : char { lower = 'L', upper = 'U' };
 enum class Trans : char { no = 'N', yes = 'T' };
 enum class Diag : char { non_unit = 'N', unit = 'U' };
 
-// C := alpha * op(A) * op(B) + beta * C. C is m x n (its rows and cols), the inner extent k is op(A)'s columns.
-// beta = 0 stores without reading C.
+// C := alpha * op(A) * op(B) + beta * C. C is m x n (its rows and cols), the inner extent k is op(A)'s
+// columns. beta = 0 stores without reading C.
 void gemm(Trans trans_a, Trans trans_b, double alpha, ConstMatrixView a, ConstMatrixView b, double beta,
           MatrixView c);
 void xgemm(Trans trans_a, Trans trans_b, double alpha, ConstMatrixView a, ConstMatrixView b, double beta,
@@ -28,8 +28,8 @@ void xtrsm(Side side, Uplo uplo, Trans trans, Diag diag, double alpha, ConstMatr
 void trsv(Uplo uplo, Trans trans, Diag diag, ConstMatrixView a, double* x, vex_int incx);
 
 // y := alpha * op(A) * x + beta * y.
-void xgemv(Trans trans, double alpha, ConstMatrixView a, const double* x, vex_int incx, double beta, double* y,
-           vex_int incy);
+void xgemv(Trans trans, double alpha, ConstMatrixView a, const double* x, vex_int incx, double beta,
+           double* y, vex_int incy);
 
 // A := alpha * x * y' + A.
 void ger(double alpha, const double* x, vex_int incx, const double* y, vex_int incy, MatrixView a);

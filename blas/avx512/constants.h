@@ -1,0 +1,24 @@
+// Block sizes of this path: thirty-two registers of eight doubles, twenty-four of them for a 24 x 8 tile.
+#pragma once
+
+#include "blas/avx512/simd.h"
+#include "blas/engine/strategy.h"
+
+namespace vex::blas::avx512 {
+
+struct Path : Simd {
+  static constexpr engine::BlockConstants blocks{.mr = 24,
+                                                 .nr = 8,
+                                                 .ku = 1,
+                                                 .fourth_block = 24,
+                                                 .nocopy_mr = 8,
+                                                 .nocopy_nr = 6,
+                                                 .kc = 384,
+                                                 .kc_threshold = 384,
+                                                 .mc_cap = 4992,
+                                                 .nc_cap = 192,
+                                                 .nc_cap_shallow = 24};
+  static constexpr vex_int solve_block = 192;  // order of the diagonal blocks of a triangular solve
+};
+
+}  // namespace vex::blas::avx512

@@ -1,0 +1,93 @@
+// The vectors of this path: eight doubles, fused multiply-add, lane masks.
+#pragma once
+
+// g++ 12 reports its own deliberately undefined pass-through operands (its bug 105593).
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wuninitialized"
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+#include <immintrin.h>
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
+
+#include <cstdint>
+
+namespace vex::blas::avx512 {
+
+struct Simd {
+  using Vector = __m512d;
+  using Mask = __mmask8;
+  using NanFlags = __mmask8;
+  static constexpr int width = 8;
+  static constexpr int registers = 32;
+
+  [[gnu::always_inline]] static Vector zero() { return _mm512_setzero_pd(); }
+  [[gnu::always_inline]] static Vector splat(double x) { return _mm512_set1_pd(x); }
+  [[gnu::always_inline]] static Vector broadcast(const double* p) { return _mm512_set1_pd(*p); }
+  [[gnu::always_inline]] static Vector load(const double* p) { return _mm512_loadu_pd(p); }
+  [[gnu::always_inline]] static void store(double* p, Vector v) { _mm512_storeu_pd(p, v); }
+
+  // Lanes 0 to count - 1; masked lanes load as zero and are not written.
+  [[gnu::always_inline]] static Mask first_lanes(int count) { return static_cast<Mask>((1u << count) - 1); }
+  [[gnu::always_inline]] static Vector load(Mask lanes, const double* p) {
+    return _mm512_maskz_loadu_pd(lanes, p);
+  }
+  [[gnu::always_inline]] static void store(Mask lanes, double* p, Vector v) {
+    _mm512_mask_storeu_pd(p, lanes, v);
+  }
+
+  [[gnu::always_inline]] static Vector add(Vector a, Vector b) { return _mm512_add_pd(a, b); }
+  [[gnu::always_inline]] static Vector multiply(Vector a, Vector b) { return _mm512_mul_pd(a, b); }
+  // a * b + c and c - a * b, rounded once.
+  [[gnu::always_inline]] static Vector multiply_add(Vector a, Vector b, Vector c) {
+    return _mm512_fmadd_pd(a, b, c);
+  }
+  [[gnu::always_inline]] static Vector subtract_product(Vector a, Vector b, Vector c) {
+    return _mm512_fnmadd_pd(a, b, c);
+  }
+  [[gnu::always_inline]] static double sum(Vector v) {
+    const __m256d four = _mm256_add_pd(_mm512_castpd512_pd256(v), _mm512_extractf64x4_pd(v, 1));
+    const __m128d two = _mm_add_pd(_mm256_castpd256_pd128(four), _mm256_extractf128_pd(four, 1));
+    return _mm_cvtsd_f64(_mm_add_sd(two, _mm_unpackhi_pd(two, two)));
+  }
+
+  // Magnitudes, their maximum, and a memory of the NaNs met on the way.
+  [[gnu::always_inline]] static Vector magnitude(Vector v) {
+    return _mm512_andnot_pd(_mm512_set1_pd(-0.0), v);
+  }
+  [[gnu::always_inline]] static Vector maximum(Vector a, Vector b) { return _mm512_max_pd(a, b); }
+  [[gnu::always_inline]] static NanFlags no_nan() { return 0; }
+  [[gnu::always_inline]] static NanFlags note_nan(NanFlags flags, Vector v) {
+    return static_cast<NanFlags>(flags | _mm512_cmp_pd_mask(v, v, _CMP_UNORD_Q));
+  }
+  [[gnu::always_inline]] static bool any_nan(NanFlags flags) { return flags != 0; }
+
+  // Pairs of rows, then quarters: after the first step t holds two rows' even or odd columns, after the
+  // second u[c] holds four rows' columns c and c + 4.
+  [[gnu::always_inline]] static void transpose(Vector (&r)[width]) {
+    Vector t[8], u[8];
+    for (int i = 0; i < 8; i += 2) {
+      t[i] = _mm512_unpacklo_pd(r[i], r[i + 1]);
+      t[i + 1] = _mm512_unpackhi_pd(r[i], r[i + 1]);
+    }
+    for (int i = 0; i < 2; ++i) {
+      u[i] = _mm512_shuffle_f64x2(t[i], t[i + 2], 0x88);
+      u[i + 2] = _mm512_shuffle_f64x2(t[i], t[i + 2], 0xdd);
+      u[i + 4] = _mm512_shuffle_f64x2(t[i + 4], t[i + 6], 0x88);
+      u[i + 6] = _mm512_shuffle_f64x2(t[i + 4], t[i + 6], 0xdd);
+    }
+    for (int i = 0; i < 2; ++i) {
+      r[i] = _mm512_shuffle_f64x2(u[i], u[i + 4], 0x88);
+      r[i + 4] = _mm512_shuffle_f64x2(u[i], u[i + 4], 0xdd);
+      r[i + 2] = _mm512_shuffle_f64x2(u[i + 2], u[i + 6], 0x88);
+      r[i + 6] = _mm512_shuffle_f64x2(u[i + 2], u[i + 6], 0xdd);
+    }
+  }
+  [[gnu::always_inline]] static void prefetch(const double* p) {
+    _mm_prefetch(reinterpret_cast<const char*>(p), _MM_HINT_T0);
+  }
+};
+
+}  // namespace vex::blas::avx512

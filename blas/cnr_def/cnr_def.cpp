@@ -1,0 +1,82 @@
+// The sequential routines of this path: the shared engine, instantiated for its vectors and block sizes.
+#include "blas/cnr_def/constants.h"
+#include "blas/engine/matrix_vector.h"
+#include "blas/engine/solve.h"
+#include "blas/paths.h"
+
+using vex::blas::cnr_def::Path;
+namespace engine = vex::blas::engine;
+
+extern "C" {
+
+// Multiply and solve.
+
+void vex_blas_cnr_def_xdgemm(const char* trans_a, const char* trans_b, const vex_int* m, const vex_int* n,
+                             const vex_int* k, const double* alpha, const double* a, const vex_int* lda,
+                             const double* b, const vex_int* ldb, const double* beta, double* c,
+                             const vex_int* ldc, vex_int, vex_int) {
+  engine::multiply<Path>(trans_a, trans_b, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc);
+}
+
+void vex_blas_cnr_def_xdtrsm(const char* side, const char* uplo, const char* trans, const char* diag,
+                             const vex_int* m, const vex_int* n, const double* alpha, const double* a,
+                             const vex_int* lda, double* b, const vex_int* ldb, vex_int, vex_int, vex_int,
+                             vex_int) {
+  engine::solve<Path>(engine::is(side, 'L'), engine::is(uplo, 'L'), !engine::is(trans, 'N'),
+                      engine::is(diag, 'U'), *m, *n, *alpha, a, *lda, b, *ldb);
+}
+
+void vex_blas_cnr_def_xdtrsm_v1(const char* side, const char* uplo, const char* trans, const char* diag,
+                                const vex_int* m, const vex_int* n, const double* alpha, const double* a,
+                                const vex_int* lda, double* b, const vex_int* ldb, vex_int, vex_int, vex_int,
+                                vex_int) {
+  engine::solve_v1<Path>(engine::is(side, 'L'), engine::is(uplo, 'L'), !engine::is(trans, 'N'),
+                         engine::is(diag, 'U'), *m, *n, *alpha, a, *lda, b, *ldb);
+}
+
+// Matrix and vector.
+
+void vex_blas_cnr_def_xdtrsv(const char* uplo, const char* trans, const char* diag, const vex_int* n,
+                             const double* a, const vex_int* lda, double* x, const vex_int* incx, vex_int,
+                             vex_int, vex_int) {
+  engine::solve_vector<Path>(engine::is(uplo, 'L'), !engine::is(trans, 'N'), engine::is(diag, 'U'), *n, a,
+                             *lda, x, *incx);
+}
+
+void vex_blas_cnr_def_xdgemv(const char* trans, const vex_int* m, const vex_int* n, const double* alpha,
+                             const double* a, const vex_int* lda, const double* x, const vex_int* incx,
+                             const double* beta, double* y, const vex_int* incy, vex_int) {
+  engine::multiply_vector<Path>(!engine::is(trans, 'N'), *m, *n, *alpha, a, *lda, x, *incx, *beta, y, *incy);
+}
+
+void vex_blas_cnr_def_xdger(const vex_int* m, const vex_int* n, const double* alpha, const double* x,
+                            const vex_int* incx, const double* y, const vex_int* incy, double* a,
+                            const vex_int* lda) {
+  engine::rank_one_update<Path>(*m, *n, *alpha, x, *incx, y, *incy, a, *lda);
+}
+
+// Vectors.
+
+vex_int vex_blas_cnr_def_xidamax(const vex_int* n, const double* x, const vex_int* incx) {
+  return engine::index_of_largest<Path>(*n, x, *incx);
+}
+
+void vex_blas_cnr_def_xdcopy(const vex_int* n, const double* x, const vex_int* incx, double* y,
+                             const vex_int* incy) {
+  engine::copy_vector<Path>(*n, x, *incx, y, *incy);
+}
+
+void vex_blas_cnr_def_xdscal(const vex_int* n, const double* alpha, double* x, const vex_int* incx) {
+  engine::scale_vector<Path>(*n, *alpha, x, *incx);
+}
+
+void vex_blas_cnr_def_xdswap(const vex_int* n, double* x, const vex_int* incx, double* y,
+                             const vex_int* incy) {
+  engine::swap_vectors<Path>(*n, x, *incx, y, *incy);
+}
+
+double vex_blas_cnr_def_xddot(const vex_int* n, const double* x, const vex_int* incx, const double* y,
+                              const vex_int* incy) {
+  return engine::dot<Path>(*n, x, *incx, y, *incy);
+}
+}

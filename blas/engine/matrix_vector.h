@@ -1,0 +1,188 @@
+// Products of a matrix and a vector of one path, the rank-1 update, and the triangular solve with one
+// right-hand side. Strided vectors pass through a contiguous piece on the stack.
+#pragma once
+
+#include "blas/engine/multiply.h"
+#include "blas/engine/vector_kernels.h"
+
+namespace vex::blas::engine {
+
+// y := y + A (alpha x) on contiguous y, N columns of A at a time; every element of y takes its multiply-adds
+// in column order.
+template <typename P, int N>
+[[gnu::always_inline]] inline void add_columns(vex_int m, const double* a, vex_int lda, const double* x,
+                                               double* y) {
+  using V = typename P::Vector;
+  constexpr int w = P::width;
+  V value[N];
+#pragma GCC unroll 8
+  for (int j = 0; j < N; ++j) value[j] = P::broadcast(x + j);
+  vex_int i = 0;
+  for (; i + 2 * w <= m; i += 2 * w) {
+    V first = P::load(y + i), second = P::load(y + i + w);
+#pragma GCC unroll 8
+    for (int j = 0; j < N; ++j) {
+      first = P::multiply_add(P::load(a + j * lda + i), value[j], first);
+      second = P::multiply_add(P::load(a + j * lda + i + w), value[j], second);
+    }
+    P::store(y + i, first);
+    P::store(y + i + w, second);
+  }
+  for (; i < m; i += w) {
+    const auto lanes = P::first_lanes(static_cast<int>(smaller(w, m - i)));
+    V sum = P::load(lanes, y + i);
+#pragma GCC unroll 8
+    for (int j = 0; j < N; ++j) sum = P::multiply_add(P::load(lanes, a + j * lda + i), value[j], sum);
+    P::store(lanes, y + i, sum);
+  }
+}
+
+template <typename P>
+void multiply_vector_plain(vex_int m, vex_int n, double alpha, const double* a, vex_int lda, const double* x,
+                           vex_int incx, double beta, double* y, vex_int incy) {
+  constexpr int group = 8;
+  x += first_element(n, incx), y += first_element(m, incy);
+  double piece[gather_length];
+  for (vex_int i = 0; i < m; i += gather_length) {
+    const vex_int rows = smaller(gather_length, m - i);
+    double* const target = incy == 1 ? y + i : piece;
+    if (incy != 1 && beta != 0) gather<P>(rows, y + i * incy, incy, piece);
+    scale_block<P>(rows, 1, beta, target, rows);
+    vex_int j = 0;
+    double values[group];
+    for (; alpha != 0 && j < n; j += group) {
+      const vex_int columns = smaller(group, n - j);
+      for (vex_int t = 0; t < columns; ++t) values[t] = alpha * x[(j + t) * incx];
+      if (columns == group)
+        add_columns<P, group>(rows, a + i + j * lda, lda, values, target);
+      else
+        for (vex_int t = 0; t < columns; ++t)
+          add_columns<P, 1>(rows, a + i + (j + t) * lda, lda, values + t, target);
+    }
+    if (incy != 1)
+      for (vex_int r = 0; r < rows; ++r) y[(i + r) * incy] = piece[r];
+  }
+}
+
+// sums[j] += A(:, j) . x for N columns; two chains a column whatever N is, so that a column's sum does not
+// depend on its neighbours.
+template <typename P, int N>
+[[gnu::always_inline]] inline void dot_columns(vex_int m, const double* a, vex_int lda, const double* x,
+                                               double* sums) {
+  using V = typename P::Vector;
+  constexpr int w = P::width;
+  V even[N], odd[N];
+#pragma GCC unroll 8
+  for (int j = 0; j < N; ++j) even[j] = odd[j] = P::zero();
+  vex_int i = 0;
+  for (; i + 2 * w <= m; i += 2 * w) {
+    const V x0 = P::load(x + i), x1 = P::load(x + i + w);
+#pragma GCC unroll 8
+    for (int j = 0; j < N; ++j) {
+      even[j] = P::multiply_add(P::load(a + j * lda + i), x0, even[j]);
+      odd[j] = P::multiply_add(P::load(a + j * lda + i + w), x1, odd[j]);
+    }
+  }
+  for (; i < m; i += w) {
+    const auto lanes = P::first_lanes(static_cast<int>(smaller(w, m - i)));
+    const V x0 = P::load(lanes, x + i);
+#pragma GCC unroll 8
+    for (int j = 0; j < N; ++j) even[j] = P::multiply_add(P::load(lanes, a + j * lda + i), x0, even[j]);
+  }
+#pragma GCC unroll 8
+  for (int j = 0; j < N; ++j) sums[j] += P::sum(P::add(even[j], odd[j]));
+}
+
+template <typename P>
+void multiply_vector_transposed(vex_int m, vex_int n, double alpha, const double* a, vex_int lda,
+                                const double* x, vex_int incx, double beta, double* y, vex_int incy) {
+  constexpr int group = P::registers == 32 ? 8 : 4;
+  x += first_element(m, incx), y += first_element(n, incy);
+  if (beta == 0)
+    for (vex_int j = 0; j < n; ++j) y[j * incy] = 0;
+  else if (beta != 1)
+    for (vex_int j = 0; j < n; ++j) y[j * incy] *= beta;
+  if (alpha == 0) return;
+  double piece[gather_length];
+  for (vex_int i = 0; i < m; i += gather_length) {
+    const vex_int rows = smaller(gather_length, m - i);
+    if (incx != 1) gather<P>(rows, x + i * incx, incx, piece);
+    const double* const source = incx == 1 ? x + i : piece;
+    for (vex_int j = 0; j < n; j += group) {
+      const vex_int columns = smaller(group, n - j);
+      double sums[group] = {};
+      if (columns == group)
+        dot_columns<P, group>(rows, a + i + j * lda, lda, source, sums);
+      else
+        for (vex_int t = 0; t < columns; ++t)
+          dot_columns<P, 1>(rows, a + i + (j + t) * lda, lda, source, sums + t);
+      for (vex_int t = 0; t < columns; ++t) y[(j + t) * incy] += alpha * sums[t];
+    }
+  }
+}
+
+// y := alpha op(A) x + beta y, A m x n as stored.
+template <typename P>
+void multiply_vector(bool transposed, vex_int m, vex_int n, double alpha, const double* a, vex_int lda,
+                     const double* x, vex_int incx, double beta, double* y, vex_int incy) {
+  if (m <= 0 || n <= 0) return;
+  if (transposed)
+    multiply_vector_transposed<P>(m, n, alpha, a, lda, x, incx, beta, y, incy);
+  else
+    multiply_vector_plain<P>(m, n, alpha, a, lda, x, incx, beta, y, incy);
+}
+
+// A := alpha x y' + A.
+template <typename P>
+void rank_one_update(vex_int m, vex_int n, double alpha, const double* x, vex_int incx, const double* y,
+                     vex_int incy, double* a, vex_int lda) {
+  if (m <= 0 || n <= 0 || alpha == 0) return;
+  x += first_element(m, incx), y += first_element(n, incy);
+  double piece[gather_length];
+  for (vex_int i = 0; i < m; i += gather_length) {
+    const vex_int rows = smaller(gather_length, m - i);
+    if (incx != 1) gather<P>(rows, x + i * incx, incx, piece);
+    const double* const source = incx == 1 ? x + i : piece;
+    for (vex_int j = 0; j < n; ++j) {
+      const double value = alpha * y[j * incy];
+      add_columns<P, 1>(rows, source, 0, &value, a + i + j * lda);
+    }
+  }
+}
+
+// op(A) x = b, x over b. Short diagonal blocks one column (or row) at a time, products for the rest.
+template <typename P>
+void solve_vector(bool lower, bool transposed, bool unit, vex_int n, const double* a, vex_int lda, double* x,
+                  vex_int incx) {
+  constexpr vex_int block = 32;
+  if (n <= 0) return;
+  x += first_element(n, incx);
+  const bool forward = lower != transposed;
+  for (vex_int done = 0; done < n; done += block) {
+    const vex_int order = smaller(block, n - done);
+    const vex_int first = forward ? done : n - done - order;  // of this diagonal block
+    for (vex_int s = 0; s < order; ++s) {
+      const vex_int i = first + (forward ? s : order - 1 - s);
+      const vex_int from = forward ? first : i + 1, count = forward ? i - first : first + order - 1 - i;
+      double value = x[i * incx];
+      for (vex_int j = from; j < from + count; ++j)
+        value -= (transposed ? a[j + i * lda] : a[i + j * lda]) * x[j * incx];
+      x[i * incx] = unit ? value : value / a[i + i * lda];
+    }
+    const vex_int rest = n - done - order, rest_first = forward ? first + order : 0;
+    if (rest == 0) break;
+    const double* const solved = x + first * incx;
+    double* const target = x + rest_first * incx;
+    // Increments are walked as they are here; a negative one is turned to the start the product expects.
+    const double* const source_start = incx < 0 ? solved + (order - 1) * incx : solved;
+    double* const target_start = incx < 0 ? target + (rest - 1) * incx : target;
+    if (transposed)
+      multiply_vector_transposed<P>(order, rest, -1, a + first + rest_first * lda, lda, source_start, incx, 1,
+                                    target_start, incx);
+    else
+      multiply_vector_plain<P>(rest, order, -1, a + rest_first + first * lda, lda, source_start, incx, 1,
+                               target_start, incx);
+  }
+}
+
+}  // namespace vex::blas::engine

@@ -1,0 +1,170 @@
+// Vector routines of one path: pivot search, copy, scale, swap, dot product. A negative increment walks its
+// vector from the far end, as the standard routines do.
+#pragma once
+
+#include "blas/engine/descriptors.h"
+
+namespace vex::blas::engine {
+
+[[gnu::always_inline]] constexpr vex_int first_element(vex_int n, vex_int increment) {
+  return increment < 0 ? (1 - n) * increment : 0;
+}
+
+// Elements gathered at a time when a strided vector meets a contiguous kernel: 16 KB, a third of a small L1.
+inline constexpr vex_int gather_length = 2048;
+
+template <typename P>
+void gather(vex_int n, const double* x, vex_int incx, double* packed) {
+  for (vex_int i = 0; i < n; ++i) packed[i] = x[i * incx];
+}
+
+// The largest magnitude among n contiguous elements, and whether a NaN is among them (then the maximum means
+// nothing).
+template <typename P>
+[[gnu::always_inline]] inline double largest_magnitude(vex_int n, const double* x, bool* has_nan) {
+  using V = typename P::Vector;
+  constexpr int w = P::width;
+  V top[4] = {P::zero(), P::zero(), P::zero(), P::zero()};
+  auto nan = P::no_nan();
+  vex_int i = 0;
+  for (; i + 4 * w <= n; i += 4 * w) {
+#pragma GCC unroll 4
+    for (int v = 0; v < 4; ++v) {
+      const V value = P::load(x + i + v * w);
+      nan = P::note_nan(nan, value);
+      top[v] = P::maximum(top[v], P::magnitude(value));
+    }
+  }
+  for (; i < n; i += w) {
+    const int count = static_cast<int>(smaller(w, n - i));
+    const V value = P::load(P::first_lanes(count), x + i);
+    nan = P::note_nan(nan, value);
+    top[0] = P::maximum(top[0], P::magnitude(value));
+  }
+  *has_nan = P::any_nan(nan);
+  double lanes[w];
+  P::store(lanes, P::maximum(P::maximum(top[0], top[1]), P::maximum(top[2], top[3])));
+  double best = lanes[0];
+  for (int l = 1; l < w; ++l) best = lanes[l] > best ? lanes[l] : best;
+  return best;
+}
+
+// The scan that defines the answer: the first of equal magnitudes wins, and the first NaN over all.
+template <typename P>
+vex_int first_largest(vex_int n, const double* x, vex_int incx) {
+  double best = __builtin_fabs(x[0]);
+  if (best != best) return 1;
+  vex_int index = 1;
+  for (vex_int i = 1; i < n; ++i) {
+    const double value = __builtin_fabs(x[i * incx]);
+    if (value != value) return i + 1;
+    if (value > best) best = value, index = i + 1;
+  }
+  return index;
+}
+
+// Long contiguous vectors: the maximum of each block decides which block holds the answer, and only that
+// block (or the first one with a NaN) is scanned.
+template <typename P>
+vex_int index_of_largest(vex_int n, const double* x, vex_int incx) {
+  constexpr vex_int block = 512;
+  if (n < 1 || incx < 1) return 0;
+  if (n == 1) return 1;
+  if (incx != 1 || n < 2 * P::width) return first_largest<P>(n, x, incx);
+  double best = -1;
+  vex_int best_start = 0;
+  for (vex_int start = 0; start < n; start += block) {
+    const vex_int count = smaller(block, n - start);
+    bool has_nan;
+    const double top = largest_magnitude<P>(count, x + start, &has_nan);
+    if (has_nan) {
+      vex_int i = start;
+      while (x[i] == x[i]) ++i;
+      return i + 1;
+    }
+    if (top > best) best = top, best_start = start;
+  }
+  vex_int i = best_start;
+  while (__builtin_fabs(x[i]) != best) ++i;
+  return i + 1;
+}
+
+template <typename P>
+void copy_vector(vex_int n, const double* x, vex_int incx, double* y, vex_int incy) {
+  if (n <= 0) return;
+  constexpr int w = P::width;
+  if (incx == 1 && incy == 1) {
+    vex_int i = 0;
+    for (; i + w <= n; i += w) P::store(y + i, P::load(x + i));
+    for (; i < n; ++i) y[i] = x[i];
+    return;
+  }
+  x += first_element(n, incx), y += first_element(n, incy);
+  for (vex_int i = 0; i < n; ++i) y[i * incy] = x[i * incx];
+}
+
+template <typename P>
+void scale_vector(vex_int n, double alpha, double* x, vex_int incx) {
+  if (n <= 0 || incx <= 0) return;
+  constexpr int w = P::width;
+  vex_int i = 0;
+  if (incx == 1) {
+    const typename P::Vector factor = P::splat(alpha);
+    for (; i + w <= n; i += w) P::store(x + i, P::multiply(P::load(x + i), factor));
+  }
+  for (; i < n; ++i) x[i * incx] *= alpha;
+}
+
+template <typename P>
+void swap_vectors(vex_int n, double* x, vex_int incx, double* y, vex_int incy) {
+  if (n <= 0) return;
+  constexpr int w = P::width;
+  vex_int i = 0;
+  if (incx == 1 && incy == 1) {
+    for (; i + w <= n; i += w) {
+      const typename P::Vector value = P::load(x + i);
+      P::store(x + i, P::load(y + i));
+      P::store(y + i, value);
+    }
+  }
+  x += first_element(n, incx), y += first_element(n, incy);
+  for (; i < n; ++i) {
+    const double value = x[i * incx];
+    x[i * incx] = y[i * incy];
+    y[i * incy] = value;
+  }
+}
+
+// Contiguous dot product: four chains, and the rest in the first of them.
+template <typename P>
+[[gnu::always_inline]] inline double dot_contiguous(vex_int n, const double* x, const double* y) {
+  using V = typename P::Vector;
+  constexpr int w = P::width;
+  V sum[4] = {P::zero(), P::zero(), P::zero(), P::zero()};
+  vex_int i = 0;
+  for (; i + 4 * w <= n; i += 4 * w) {
+#pragma GCC unroll 4
+    for (int v = 0; v < 4; ++v)
+      sum[v] = P::multiply_add(P::load(x + i + v * w), P::load(y + i + v * w), sum[v]);
+  }
+  for (; i < n; i += w) {
+    const auto lanes = P::first_lanes(static_cast<int>(smaller(w, n - i)));
+    sum[0] = P::multiply_add(P::load(lanes, x + i), P::load(lanes, y + i), sum[0]);
+  }
+  return P::sum(P::add(P::add(sum[0], sum[1]), P::add(sum[2], sum[3])));
+}
+
+template <typename P>
+double dot(vex_int n, const double* x, vex_int incx, const double* y, vex_int incy) {
+  if (n <= 0) return 0;
+  if (incx == 1 && incy == 1) return dot_contiguous<P>(n, x, y);
+  x += first_element(n, incx), y += first_element(n, incy);
+  double sums[4] = {};
+  vex_int i = 0;
+  for (; i + 4 <= n; i += 4)
+    for (int v = 0; v < 4; ++v) sums[v] += x[(i + v) * incx] * y[(i + v) * incy];
+  for (; i < n; ++i) sums[0] += x[i * incx] * y[i * incy];
+  return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+}
+
+}  // namespace vex::blas::engine

@@ -1,0 +1,28 @@
+// The named entries of the dense kernel floor: the routines that other languages and tools know by name.
+#pragma once
+
+#include "blas/paths.h"
+
+extern "C" {
+
+// Checks its arguments (reported to the error handler by position), may use threads.
+vex::blas::DgemmFunction vex_blas_dgemm;
+vex::blas::DtrsmFunction vex_blas_dtrsm;
+vex::blas::DtrsvFunction vex_blas_dtrsv;
+vex::blas::DgerFunction vex_blas_dger;
+vex::blas::IdamaxFunction vex_blas_idamax;
+vex::blas::DcopyFunction vex_blas_dcopy;
+vex::blas::DscalFunction vex_blas_dscal;
+
+// Checks nothing, runs on the calling thread.
+vex::blas::DgemmFunction vex_blas_xdgemm;
+vex::blas::DtrsmFunction vex_blas_xdtrsm;
+vex::blas::DtrsvFunction vex_blas_xdtrsv;
+vex::blas::DgemvFunction vex_blas_xdgemv;
+vex::blas::DgerFunction vex_blas_xdger;
+vex::blas::IdamaxFunction vex_blas_xidamax;
+vex::blas::DcopyFunction vex_blas_xdcopy;
+vex::blas::DscalFunction vex_blas_xdscal;
+vex::blas::DswapFunction vex_blas_xdswap;
+vex::blas::DdotFunction vex_blas_xddot;
+}

@@ -1,0 +1,173 @@
+// The multiply against the plain reference, on every code path.
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "blas/blas.h"
+#include "blas/named_entries.h"
+#include "service/thread_count.h"
+#include "service/xerbla.h"
+#include "tests/blas/kernels.h"
+#include "tests/reference/dense.h"
+
+namespace vex::test {
+namespace {
+
+constexpr double eps = std::numeric_limits<double>::epsilon();
+
+struct Call {
+  char trans_a = 'N', trans_b = 'N';
+  vex_int m, n, k;
+  double alpha = 1, beta = 1;
+  vex_int pad = 3;  // added to each minimal leading dimension
+};
+
+// Runs one call on random operands and checks every element and everything around them.
+void check_against_reference(blas::DgemmFunction* gemm, const Call& call, std::mt19937_64& random) {
+  const bool turned_a = call.trans_a != 'N', turned_b = call.trans_b != 'N';
+  const vex_int a_rows = turned_a ? call.k : call.m, a_cols = turned_a ? call.m : call.k;
+  const vex_int b_rows = turned_b ? call.n : call.k, b_cols = turned_b ? call.k : call.n;
+  Matrix a(a_rows, a_cols, std::max<vex_int>(a_rows, 1) + call.pad);
+  Matrix b(b_rows, b_cols, std::max<vex_int>(b_rows, 1) + call.pad);
+  Matrix c(call.m, call.n, std::max<vex_int>(call.m, 1) + call.pad);
+  a.fill(random), b.fill(random), c.fill(random);
+  if (call.beta == 0) c.fill(std::numeric_limits<double>::quiet_NaN());
+  const reference::Answer answer =
+      reference::multiply(turned_a, turned_b, call.m, call.n, call.k, call.alpha, a.data(), a.ld, b.data(),
+                          b.ld, call.beta, c.data(), c.ld);
+  gemm(&call.trans_a, &call.trans_b, &call.m, &call.n, &call.k, &call.alpha, a.data(), &a.ld, b.data(), &b.ld,
+       &call.beta, c.data(), &c.ld, 1, 1);
+  const double allowed = static_cast<double>(call.k + 4) * eps;
+  for (vex_int j = 0; j < call.n; ++j)
+    for (vex_int i = 0; i < call.m; ++i)
+      ASSERT_LE(std::fabs(c(i, j) - answer.at(i, j)), allowed * answer.size_at(i, j))
+          << call.trans_a << call.trans_b << " m " << call.m << " n " << call.n << " k " << call.k
+          << " alpha " << call.alpha << " beta " << call.beta << " at " << i << ',' << j;
+  ASSERT_TRUE(c.surroundings_untouched() && a.surroundings_untouched() && b.surroundings_untouched())
+      << call.m << ' ' << call.n << ' ' << call.k;
+}
+
+class Gemm : public EveryPath {};
+INSTANTIATE_TEST_SUITE_P(Paths, Gemm, testing::ValuesIn(runnable_paths()), path_name);
+
+TEST_P(Gemm, WrongElementOrStepOutsideAtARegisterBlockEdge) {
+  std::mt19937_64 random(1);
+  for (const char* letters : {"NN", "NT", "TN", "TT", "CC"})
+    for (vex_int m : {1, 2, 3, 4, 5, 7, 8, 11, 12, 13, 23, 24, 25, 31, 49})
+      for (vex_int n : {1, 2, 3, 4, 5, 6, 7, 8, 9, 17})
+        for (vex_int k : {1, 2, 3, 5, 8, 9, 21})
+          check_against_reference(GetParam().gemm, {letters[0], letters[1], m, n, k, -1, 1, (m + n + k) % 4},
+                                  random);
+}
+
+TEST_P(Gemm, WrongElementAtACacheBlockEdge) {
+  std::mt19937_64 random(2);
+  for (vex_int k : {46, 47, 48, 127, 129, 191, 193, 255, 257, 300, 383, 384, 385, 600, 767, 768, 769})
+    check_against_reference(GetParam().gemm, {'N', 'N', 26, 13, k, -1, 1}, random);
+  for (vex_int n : {191, 192, 193, 385})
+    for (const char* letters : {"NN", "TT"})
+      check_against_reference(GetParam().gemm, {letters[0], letters[1], 25, n, 49}, random);
+  for (vex_int m : {1999, 2000, 2003, 4991, 4993, 5003, 5005})
+    check_against_reference(GetParam().gemm, {'N', 'N', m, 9, 8, 2, 0.5}, random);
+}
+
+TEST_P(Gemm, ScalarTreatedAsAnother) {
+  std::mt19937_64 random(3);
+  for (double alpha : {0.0, 1.0, -1.0, 0.3})
+    for (double beta : {0.0, 1.0, -1.0, 1.7})
+      for (vex_int k : {0, 1, 40, 500})
+        for (vex_int m : {5, 50})
+          check_against_reference(GetParam().gemm, {'N', 'T', m, 19, k, alpha, beta}, random);
+}
+
+TEST_P(Gemm, ElementDependsOnItsPlaceInATile) {
+  // The same product cut into stripes at every row and column must give the same bits.
+  std::mt19937_64 random(4);
+  const vex_int m = 61, n = 37, k = 411;
+  Matrix a(m, k, m), b(k, n, k), whole(m, n, m);
+  a.fill(random), b.fill(random), whole.fill(1.0);
+  Matrix pieces(m, n, m);
+  pieces.fill(1.0);
+  const double alpha = 0.7, beta = 0.9;
+  const auto run = [&](Matrix& c, vex_int i, vex_int j, vex_int rows, vex_int cols) {
+    GetParam().gemm("N", "N", &rows, &cols, &k, &alpha, a.data() + i, &a.ld, b.data() + j * k, &b.ld, &beta,
+                    c.data() + i + j * m, &m, 1, 1);
+  };
+  run(whole, 0, 0, m, n);
+  for (vex_int i = 0, rows = 1; i < m; i += rows, rows = std::min(rows + 2, m - i))
+    for (vex_int j = 0, cols = 1; j < n; j += cols, cols = std::min(cols + 1, n - j))
+      run(pieces, i, j, rows, cols);
+  EXPECT_EQ(whole.values(), pieces.values());
+}
+
+TEST_P(Gemm, NanOrInfinityLostOrInvented) {
+  const double inf = std::numeric_limits<double>::infinity();
+  const vex_int m = 30, n = 20, k = 9;
+  Matrix a(m, k, m), b(k, n, k), c(m, n, m);
+  a.fill(1.0), b.fill(1.0), c.fill(2.0);
+  a(7, 3) = NAN, b(4, 5) = inf, c(29, 19) = inf;
+  const double alpha = 1, beta = 1;
+  GetParam().gemm("N", "N", &m, &n, &k, &alpha, a.data(), &m, b.data(), &k, &beta, c.data(), &m, 1, 1);
+  for (vex_int j = 0; j < n; ++j)
+    for (vex_int i = 0; i < m; ++i) {
+      if (i == 7)
+        EXPECT_TRUE(std::isnan(c(i, j)));
+      else if (j == 5 || (i == 29 && j == 19))
+        EXPECT_EQ(c(i, j), inf);
+      else
+        EXPECT_EQ(c(i, j), 11.0);
+    }
+}
+
+TEST(GemmFrontEnd, BitsDependOnTheThreadCount) {
+  std::mt19937_64 random(5);
+  for (const auto& [m, n, k] : {std::array<vex_int, 3>{301, 209, 400}, {1025, 64, 33}, {40, 1500, 130}}) {
+    Matrix a(m, k, m + 1), b(k, n, k), c(m, n, m);
+    a.fill(random), b.fill(random);
+    std::vector<double> first;
+    for (int threads : {1, 2, 3, 4, 6, 8}) {
+      const int before = vex_serv_set_num_threads_local(threads);
+      c.fill(0.25);
+      blas::gemm(blas::Trans::no, blas::Trans::no, -1, {a.data(), m, k, a.ld}, {b.data(), k, n, k}, 1,
+                 {c.data(), m, n, m});
+      vex_serv_set_num_threads_local(before);
+      if (threads == 1) first = c.values();
+      ASSERT_EQ(first, c.values()) << threads;
+      ASSERT_TRUE(c.surroundings_untouched());
+    }
+  }
+}
+
+vex_int reported;
+void note_error(const char* name, const vex_int* code, vex_int) {
+  EXPECT_EQ(std::strncmp(name, "DGEMM ", 6), 0);
+  reported = *code;
+}
+
+TEST(GemmFrontEnd, ArgumentErrorReportedUnderAnotherNumber) {
+  const vex_xerbla_handler before = vex_serv_set_xerbla(note_error);
+  double a[100] = {}, c[100] = {};
+  const double alpha = 1;
+  const auto run = [&](const char* ta, const char* tb, vex_int m, vex_int n, vex_int k, vex_int lda,
+                       vex_int ldb, vex_int ldc) {
+    reported = 0;
+    vex_blas_dgemm(ta, tb, &m, &n, &k, &alpha, a, &lda, a, &ldb, &alpha, c, &ldc, 1, 1);
+    return reported;
+  };
+  EXPECT_EQ(run("X", "N", 1, 1, 1, 1, 1, 1), 1);
+  EXPECT_EQ(run("N", "?", -1, 1, 1, 1, 1, 1), 2);
+  EXPECT_EQ(run("n", "N", -1, -1, 1, 1, 1, 1), 3);
+  EXPECT_EQ(run("N", "c", 1, -1, -1, 1, 1, 1), 4);
+  EXPECT_EQ(run("N", "N", 1, 1, -1, 1, 1, 1), 5);
+  EXPECT_EQ(run("N", "N", 4, 3, 2, 3, 2, 4), 8);
+  EXPECT_EQ(run("t", "N", 4, 3, 2, 1, 2, 4), 8);
+  EXPECT_EQ(run("N", "N", 4, 3, 2, 4, 1, 4), 10);
+  EXPECT_EQ(run("N", "T", 4, 3, 2, 4, 2, 4), 10);
+  EXPECT_EQ(run("N", "N", 4, 3, 2, 4, 2, 3), 13);
+  EXPECT_EQ(run("N", "N", 0, 0, 0, 1, 1, 0), 13);
+  EXPECT_EQ(run("N", "N", 4, 3, 2, 4, 2, 4), 0);
+  vex_serv_set_xerbla(before);
+}
+
+}  // namespace
+}  // namespace vex::test

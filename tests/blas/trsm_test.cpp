@@ -1,0 +1,155 @@
+// The triangular solve: multiplying its answer by the triangle must give the right-hand sides back.
+#include "blas/trsm.h"
+
+#include <cmath>
+#include <limits>
+
+#include "blas/blas.h"
+#include "service/thread_count.h"
+#include "tests/blas/kernels.h"
+#include "tests/reference/dense.h"
+
+namespace vex::test {
+namespace {
+
+constexpr double eps = std::numeric_limits<double>::epsilon();
+
+struct Case {
+  char side, uplo, trans, diag;
+};
+
+std::vector<Case> sixteen_cases() {
+  std::vector<Case> cases;
+  for (char side : {'L', 'R'})
+    for (char uplo : {'L', 'U'})
+      for (char trans : {'N', 'T'})
+        for (char diag : {'N', 'U'}) cases.push_back({side, uplo, trans, diag});
+  return cases;
+}
+
+// A well-conditioned triangle: small elements off the diagonal. The other triangle, and a unit diagonal, are
+// NaN: they must not be looked at.
+void fill_triangle(Matrix& a, const Case& c, std::mt19937_64& random) {
+  std::uniform_real_distribution<double> small(-1, 1), diagonal(1, 2);
+  for (vex_int j = 0; j < a.cols; ++j)
+    for (vex_int i = 0; i < a.rows; ++i) {
+      const bool inside = c.uplo == 'L' ? i > j : i < j;
+      a(i, j) =
+          inside ? small(random) / static_cast<double>(a.rows) : std::numeric_limits<double>::quiet_NaN();
+      if (i == j && c.diag == 'N') a(i, j) = diagonal(random);
+    }
+}
+
+void check_solve(blas::DtrsmFunction* trsm, const Case& c, vex_int m, vex_int n, double alpha, vex_int pad,
+                 std::mt19937_64& random) {
+  const vex_int order = c.side == 'L' ? m : n;
+  Matrix a(order, order, order + pad), b(m, n, m + pad);
+  fill_triangle(a, c, random);
+  b.fill(random);
+  const std::vector<double> before = b.values();
+  trsm(&c.side, &c.uplo, &c.trans, &c.diag, &m, &n, &alpha, a.data(), &a.ld, b.data(), &b.ld, 1, 1, 1, 1);
+  const reference::Answer product = reference::triangle_times(
+      c.side == 'L', c.uplo == 'L', c.trans != 'N', c.diag == 'U', m, n, a.data(), a.ld, b.data(), b.ld);
+  const double allowed = static_cast<double>(order + 4) * eps;
+  for (vex_int j = 0; j < n; ++j)
+    for (vex_int i = 0; i < m; ++i) {
+      const long double wanted =
+          static_cast<long double>(alpha) * before[static_cast<std::size_t>(i + j * m)];
+      ASSERT_LE(std::fabs(product.at(i, j) - wanted), allowed * (product.size_at(i, j) + std::fabs(wanted)))
+          << c.side << c.uplo << c.trans << c.diag << ' ' << m << 'x' << n << " at " << i << ',' << j;
+    }
+  ASSERT_TRUE(b.surroundings_untouched() && a.surroundings_untouched());
+}
+
+class Trsm : public EveryPath {};
+INSTANTIATE_TEST_SUITE_P(Paths, Trsm, testing::ValuesIn(runnable_paths()), path_name);
+
+TEST_P(Trsm, WrongSolutionInOneOfTheSixteenCases) {
+  std::mt19937_64 random(1);
+  for (const Case& c : sixteen_cases()) {
+    for (vex_int m : {1, 2, 3, 5, 6, 7, 11, 12, 13, 24, 37})
+      for (vex_int n : {1, 2, 3, 4, 5, 8, 15, 16, 17, 33})
+        check_solve(GetParam().trsm, c, m, n, (m + n) % 3 ? 1 : -0.5, (m * n) % 3, random);
+    check_solve(GetParam().trsm, c, 130, 29, 1, 1, random);
+    check_solve(GetParam().trsm, c, 193, 40, 2, 0, random);
+    check_solve(GetParam().trsm, c, 21, 389, 1, 2, random);
+    check_solve(GetParam().trsm_v1, c, 19, 23, -2, 1, random);
+  }
+}
+
+TEST_P(Trsm, DiagonalWithoutAUsableReciprocal) {
+  std::mt19937_64 random(2);
+  for (const Case& c : sixteen_cases()) {
+    if (c.diag == 'U') continue;
+    for (double diagonal : {1e-310, -4e-320, 1.7e308, 0x1p-1022}) {
+      const vex_int m = 30, n = 18, order = c.side == 'L' ? m : n;
+      Matrix a(order, order, order), b(m, n, m), unblocked(m, n, m);
+      fill_triangle(a, c, random);
+      // The one extreme element stands last in the solve's own order, so that nothing overflows after it.
+      const bool forward = (c.side == 'L') == ((c.uplo == 'L') == (c.trans == 'N'));
+      const vex_int at = forward ? order - 1 : 0;
+      a(at, at) = diagonal;
+      b.fill(random);
+      for (vex_int j = 0; j < n; ++j)
+        for (vex_int i = 0; i < m; ++i) unblocked(i, j) = b(i, j) *= 1e-12;
+      const double alpha = 1;
+      const auto run = [&](blas::DtrsmFunction* trsm, Matrix& x) {
+        trsm(&c.side, &c.uplo, &c.trans, &c.diag, &m, &n, &alpha, a.data(), &order, x.data(), &m, 1, 1, 1, 1);
+      };
+      run(GetParam().trsm, b);
+      run(GetParam().trsm_v1, unblocked);
+      const bool diverted = diagonal != 0x1p-1022;
+      if (diverted) {
+        EXPECT_EQ(b.values(), unblocked.values()) << diagonal;
+      }
+      for (double value : b.values()) EXPECT_TRUE(std::isfinite(value)) << diagonal;
+    }
+  }
+}
+
+TEST_P(Trsm, TriangleReadThoughAlphaIsZero) {
+  const double alpha = 0;
+  const vex_int n = 20;
+  Matrix a(n, n, n), b(n, n, n + 1);
+  a.fill(std::numeric_limits<double>::quiet_NaN()), b.fill(std::numeric_limits<double>::infinity());
+  GetParam().trsm("L", "L", "N", "N", &n, &n, &alpha, a.data(), &n, b.data(), &b.ld, 1, 1, 1, 1);
+  for (double value : b.values()) EXPECT_EQ(value, 0);
+  EXPECT_TRUE(b.surroundings_untouched());
+}
+
+TEST(TrsmFrontEnd, BitsDependOnTheThreadCount) {
+  std::mt19937_64 random(3);
+  for (const Case& c :
+       {Case{'L', 'L', 'N', 'U'}, {'L', 'U', 'N', 'N'}, {'R', 'U', 'N', 'N'}, {'R', 'L', 'T', 'U'}}) {
+    const vex_int m = c.side == 'L' ? 210 : 333, n = c.side == 'L' ? 333 : 210;
+    Matrix a(210, 210, 211), given(m, n, m);
+    fill_triangle(a, c, random);
+    given.fill(random);
+    std::vector<double> first;
+    for (int threads : {1, 2, 3, 5, 8}) {
+      Matrix b(m, n, m + 2);
+      for (vex_int j = 0; j < n; ++j)
+        for (vex_int i = 0; i < m; ++i) b(i, j) = given(i, j);
+      const int before = vex_serv_set_num_threads_local(threads);
+      blas::trsm(static_cast<blas::Side>(c.side), static_cast<blas::Uplo>(c.uplo),
+                 static_cast<blas::Trans>(c.trans), static_cast<blas::Diag>(c.diag), 1.5,
+                 {a.data(), 210, 210, a.ld}, {b.data(), m, n, b.ld});
+      vex_serv_set_num_threads_local(before);
+      if (threads == 1) first = b.values();
+      ASSERT_EQ(first, b.values()) << c.side << threads;
+      ASSERT_TRUE(b.surroundings_untouched());
+    }
+  }
+}
+
+TEST(TrsmFrontEnd, ChunkNotRoundedAsTheTunedModeAsks) {
+  EXPECT_EQ(blas::solve_chunk(true, 600, 10, {4, 0, 0, 2}), 0);
+  EXPECT_EQ(blas::solve_chunk(true, 512, 10, {4, 0, 0, 2}), 2);
+  EXPECT_EQ(blas::solve_chunk(false, 90, 90, {4, 0, 0, 2}), 20);
+  EXPECT_EQ(blas::solve_chunk(false, 90, 90, {4, 0, 0, 1}), 22);
+  EXPECT_EQ(blas::solve_chunk(true, 600, 90, {4, 4, 7, 2}), 7);
+  EXPECT_EQ(blas::solve_chunk(true, 600, 90, {3, 4, 7, 2}), 28);
+}
+
+}  // namespace
+}  // namespace vex::test
