@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <thread>
 #include <vector>
 
 #include "service/reproducibility.h"
@@ -137,6 +136,11 @@ TEST(CpuDispatch, AFixedBranchFollowsTheProcessorOrTheWrongLevel) {
   EXPECT_EQ(choose_code_path(hidden, {4, 0}, 10).dispatched, 5);
   const Processor no_group = read_processor(test::play(test::recorded("AVX2 without LZCNT")));
   EXPECT_EQ(choose_code_path(no_group, {4, 0}, 10).dispatched, 3);
+  // Level 7 counts below the ceiling of branch 14, which is 9, and not below that of branch 12. The flags in
+  // force are of another level here, as after a call of the program, so the two ways part.
+  const LevelFlags avx2_only = ceiling_of(processor, "AVX2").flags;
+  EXPECT_EQ(choose_code_path(processor, {7, avx2_only}, 14).dispatched, 5);
+  EXPECT_EQ(choose_code_path(processor, {7, avx2_only}, 12).dispatched, 7);
   const Processor no_avx512 = read_processor(test::play(test::recorded("AVX2")));
   EXPECT_EQ(choose_code_path(no_avx512, {7, 0}, 14).dispatched, 7);
 }
@@ -152,6 +156,9 @@ TEST(CpuDispatch, ALevelOutsideTheTableIsApplied) {
   const Processor processor = read_processor(test::play(test::recorded("AMX-FP16")));
   for (const int level : {-1, 3, 5, 12, 1 << 30})
     EXPECT_FALSE(ceiling_for_level(processor, level).accepted) << level;
+  // Level 8 leaves a hole at E2.
+  EXPECT_EQ(ceiling_for_level(processor, 8).flags,
+            level_flag::avx512_e2 | level_flag::avx512_e4 | level_flag::avx2_e1);
   EXPECT_EQ(ids(ceiling_for_level(processor, 1).messages), std::vector<int>{1454});
   const Processor old = read_processor(test::play(test::recorded("SSE4.2")));
   EXPECT_EQ(ids(ceiling_for_level(old, 1).messages), std::vector<int>());  // refused: nothing to warn of

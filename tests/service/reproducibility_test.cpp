@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -226,8 +227,10 @@ TEST(DetectionProcess, ThreadsThatAskAtOnceSeeDifferentAnswers) {
   const test::ProcessResult result = in_process_on(recorded("AVX-512 FP16"), "AVX512_E1", "AUTO,STRICT", [] {
     std::vector<std::thread> team;
     std::vector<int> sums(32);
+    std::atomic<bool> go{false};
     for (std::size_t i = 0; i < sums.size(); ++i)
-      team.emplace_back([&sums, i] {
+      team.emplace_back([&sums, &go, i] {
+        while (!go.load(std::memory_order_relaxed)) std::this_thread::yield();
         // Each starts at another door.
         int (*const doors[])() = {
             vex_serv_cpu_detect,   vex_serv_elem_cpu_detect,      vex_serv_korva_cpu,
@@ -235,11 +238,13 @@ TEST(DetectionProcess, ThreadsThatAskAtOnceSeeDifferentAnswers) {
         for (std::size_t door = 0; door < 6; ++door) sums[i] += doors[(i + door) % 6]();
         sums[i] += vex_serv_cbwr_get(1) + vex_serv_get_cpu_type(1);
       });
+    go.store(true, std::memory_order_relaxed);
     for (std::thread& member : team) member.join();
     for (const int sum : sums)
       if (sum != sums[0]) std::printf("%d instead of ", sum);
     std::printf("%d", sums[0]);
   });
+  EXPECT_EQ(result.errors, "");  // where the thread sanitizer reports
   EXPECT_EQ(result.output, std::to_string(7 + 9 + 1 + 1 + 14 + 1024 + 2 + 9));
 }
 
