@@ -7,7 +7,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "service/platform.h"
+#include "service/memory_statistics.h"
+#include "service/system_allocator.h"
+#include "service/thread_registry.h"
 
 namespace vex::service {
 namespace {
@@ -43,11 +45,14 @@ extern "C" {
 
 void* vex_serv_malloc(std::size_t size, std::size_t requested_alignment) {
   const std::size_t alignment = effective_alignment(requested_alignment);
-  if (alignment > UINT32_MAX) return nullptr;  // does not fit the header
+  if (alignment > largest_alignment) return nullptr;
   const std::size_t total = size + alignment + sizeof(BlockHeader);
   if (total < size) return nullptr;
-  void* system_block = platform().system_malloc(total);
+  mm_init();
+  void* system_block = system_obtain(total);
   if (!system_block) return nullptr;
+  count_plain_obtained(total);
+  count_obtained(total);
   const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(system_block) + alignment + sizeof(BlockHeader);
   void* block = reinterpret_cast<void*>(end & ~(alignment - 1));
   header_of(block) = {system_block, total, static_cast<std::uint32_t>(alignment)};
@@ -75,7 +80,10 @@ void* vex_serv_realloc(void* block, std::size_t size) {
 
 void vex_serv_free(void* block) {
   if (!block) return;
-  void* system_block = header_of(block).system_block;
-  if (system_block) platform().system_free(system_block);
+  const BlockHeader header = header_of(block);
+  if (!header.system_block) return;
+  count_plain_released(header.total_size);
+  count_released(header.total_size);
+  system_release(header.system_block);
 }
 }

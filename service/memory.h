@@ -19,6 +19,9 @@ void vex_serv_free(void* block);  // null is ignored
 
 namespace vex::service {
 
+// A larger one does not fit the header below a block.
+inline constexpr std::size_t largest_alignment = std::size_t{1} << 31;
+
 // The alignment that a request for `alignment` is served with.
 std::size_t effective_alignment(std::size_t alignment);
 

@@ -3,15 +3,34 @@
 #include "service/platform.h"
 
 #include <cpuid.h>
+#include <dlfcn.h>
+#include <limits.h>
+#include <link.h>
 #include <omp.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/time.h>
+#include <unistd.h>
 #include <x86intrin.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+
+// Weak, so that a static program neither pulls in a loader that cannot work there nor fails to link: they are
+// null in it. The C library's own allocator has these second names; a replacement of the first ones leaves
+// them alone.
+extern "C" {
+__attribute__((weak)) void* __libc_malloc(std::size_t);
+__attribute__((weak)) void* __libc_calloc(std::size_t, std::size_t);
+__attribute__((weak)) void* __libc_realloc(void*, std::size_t);
+__attribute__((weak)) void __libc_free(void*);
+}
+#pragma weak dlopen
+#pragma weak dlsym
+#pragma weak dlclose
+#pragma weak dladdr
 
 namespace vex::service {
 namespace {
@@ -60,6 +79,72 @@ TimeOfDay real_time_of_day() {
   return {now.tv_sec, now.tv_usec};
 }
 
+bool real_allocator_is_libcs() {
+  return __libc_malloc == malloc && __libc_calloc == calloc && __libc_realloc == realloc &&
+         __libc_free == free;
+}
+
+// The part of a path up to its last slash; false when it has none or does not fit.
+bool directory_of(const char* path, char* buffer, std::size_t capacity) {
+  const char* slash = std::strrchr(path, '/');
+  if (!slash || static_cast<std::size_t>(slash - path) >= capacity) return false;
+  std::memcpy(buffer, path, static_cast<std::size_t>(slash - path));
+  buffer[slash - path] = 0;
+  return true;
+}
+
+bool real_libc_is_shared() {
+  const auto is_libc = [](dl_phdr_info* object, std::size_t, void*) -> int {
+    const char* slash = std::strrchr(object->dlpi_name, '/');
+    const char* name = slash ? slash + 1 : object->dlpi_name;
+    return std::strncmp(name, "libc.so", 7) == 0 || std::strncmp(name, "libc-", 5) == 0;
+  };
+  return dl_iterate_phdr(is_libc, nullptr) != 0;
+}
+
+void* real_load_library(const char* path) {
+  return dlopen ? dlopen(path, RTLD_NOW | RTLD_LOCAL) : nullptr;
+}
+
+void* real_library_symbol(void* library, const char* name) {
+  return dlsym ? dlsym(library, name) : nullptr;
+}
+
+void real_unload_library(void* library) {
+  if (dlclose) dlclose(library);
+}
+
+bool real_library_directory(char* buffer, std::size_t capacity) {
+  Dl_info info;
+  return dladdr && dladdr(&real_platform, &info) && info.dli_fname &&
+         directory_of(info.dli_fname, buffer, capacity);
+}
+
+bool real_program_directory(char* buffer, std::size_t capacity) {
+  char path[PATH_MAX];
+  const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
+  if (length < 1) return false;
+  path[length] = 0;
+  return directory_of(path, buffer, capacity);
+}
+
+void* real_map_pages(std::size_t bytes) {
+  void* pages = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return pages == MAP_FAILED ? nullptr : pages;
+}
+
+bool real_make_pages_executable(void* pages, std::size_t bytes) {
+  return mprotect(pages, bytes, PROT_READ | PROT_EXEC) == 0;
+}
+
+void real_unmap_pages(void* pages, std::size_t bytes) {
+  munmap(pages, bytes);
+}
+
+void real_advise_huge_pages(void* start, std::size_t bytes) {
+  madvise(start, bytes, MADV_HUGEPAGE);
+}
+
 constinit std::atomic<const Platform*> installed{nullptr};
 
 }  // namespace
@@ -76,6 +161,17 @@ constinit const Platform real_platform = {
     .system_free = std::free,
     .calendar_seconds = real_calendar_seconds,
     .time_of_day = real_time_of_day,
+    .allocator_is_libcs = real_allocator_is_libcs,
+    .libc_is_shared = real_libc_is_shared,
+    .load_library = real_load_library,
+    .library_symbol = real_library_symbol,
+    .unload_library = real_unload_library,
+    .library_directory = real_library_directory,
+    .program_directory = real_program_directory,
+    .map_pages = real_map_pages,
+    .make_pages_executable = real_make_pages_executable,
+    .unmap_pages = real_unmap_pages,
+    .advise_huge_pages = real_advise_huge_pages,
 };
 
 // Pairs with the store in set_platform: whoever sees the table's address sees its entries.

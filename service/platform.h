@@ -32,6 +32,26 @@ struct Platform {
   void (*system_free)(void* block);
   std::int64_t (*calendar_seconds)();  // whole seconds since the epoch
   TimeOfDay (*time_of_day)();
+  // How the process was put together: whether malloc, calloc, realloc and free are the C library's own rather
+  // than a program's replacements, and whether the C library is a shared object.
+  bool (*allocator_is_libcs)();
+  bool (*libc_is_shared)();
+  // Loading at run time. load_library gives null when there is no such library, or no loader as in a static
+  // program.
+  void* (*load_library)(const char* path);
+  void* (*library_symbol)(void* library, const char* name);
+  void (*unload_library)(void* library);
+  // The directory that holds the code of this library, and that of the program; false when it is not known or
+  // does not fit.
+  bool (*library_directory)(char* buffer, std::size_t capacity);
+  bool (*program_directory)(char* buffer, std::size_t capacity);
+  // Whole pages: obtained readable and writable (null when memory is out); made readable and executable
+  // instead; given back.
+  void* (*map_pages)(std::size_t bytes);
+  bool (*make_pages_executable)(void* pages, std::size_t bytes);
+  void (*unmap_pages)(void* pages, std::size_t bytes);
+  // Asks the kernel to back a range with huge pages; a hint that it may ignore.
+  void (*advise_huge_pages)(void* start, std::size_t bytes);
 };
 
 // The table in force: the real machine's unless a test has installed another one.

@@ -1,0 +1,168 @@
+// Plain blocks: what lies below them, their alignment, and what happens when the system has no more.
+#include "service/memory.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "service/executable_pages.h"
+#include "service/memory_usage.h"
+#include "service/system_allocator.h"
+#include "tests/support/counting_allocator.h"
+
+namespace {
+
+using vex::test::CountingAllocator;
+using vex::test::in_unused_memory;
+
+struct Header {
+  std::uintptr_t system_block;
+  std::uint64_t total;
+  std::uint32_t alignment;
+};
+
+TEST(Memory, BlockMisalignedOutsideItsSystemBlockOrHeaderWrong) {
+  struct {
+    std::size_t asked, served;
+  } const alignments[] = {{0, 64},   {1, 64},    {48, 64},     {64, 64},
+                          {100, 64}, {128, 128}, {4096, 4096}, {1 << 21, 1 << 21}};
+  for (const auto& alignment : alignments) {
+    for (std::size_t size : {0, 1, 63, 64, 1000, 100000}) {
+      auto* block = static_cast<unsigned char*>(vex_serv_malloc(size, alignment.asked));
+      ASSERT_NE(block, nullptr);
+      const auto address = reinterpret_cast<std::uintptr_t>(block);
+      Header header;
+      std::memcpy(&header, block - 24, sizeof header);
+      EXPECT_EQ(address % alignment.served, 0u);
+      EXPECT_EQ(header.alignment, alignment.served);
+      EXPECT_EQ(header.total, size + alignment.served + 24);
+      EXPECT_EQ(address, (header.system_block + alignment.served + 24) & ~(alignment.served - 1));
+      EXPECT_LE(header.system_block, address - 24);
+      EXPECT_LE(address + size, header.system_block + header.total);
+      std::memset(block, 0xA5, size);
+      vex_serv_free(block);
+    }
+  }
+}
+
+TEST(Memory, OverflowingSizesServed) {
+  in_unused_memory([] {
+    for (std::size_t size : {SIZE_MAX, SIZE_MAX - 87, SIZE_MAX - 1000, SIZE_MAX / 2}) {
+      EXPECT_EQ(vex_serv_malloc(size, 64), nullptr) << size;
+    }
+    EXPECT_EQ(vex_serv_malloc(1, std::size_t{1} << 32), nullptr);
+    EXPECT_EQ(vex_serv_malloc(1, std::size_t{1} << 63), nullptr);
+    EXPECT_EQ(vex_serv_calloc(std::size_t{1} << 33, std::size_t{1} << 31, 64), nullptr);
+    vex_serv_free(nullptr);
+  });
+}
+
+TEST(Memory, CallocDirtyOrReallocLosesContents) {
+  void* dirty = vex_serv_malloc(1000, 64);
+  std::memset(dirty, 0xFF, 1000);
+  vex_serv_free(dirty);
+  auto* block = static_cast<unsigned char*>(vex_serv_calloc(10, 100, 4096));
+  for (int i = 0; i < 1000; ++i) ASSERT_EQ(block[i], 0);
+  for (int i = 0; i < 1000; ++i) block[i] = static_cast<unsigned char>(i % 251);
+  std::size_t kept = 1000;
+  for (std::size_t size : {5000, 700, 700, 3000, 1, 9000, 0}) {
+    block = static_cast<unsigned char*>(vex_serv_realloc(block, size));
+    ASSERT_NE(block, nullptr);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % 4096, 0u);
+    kept = std::min(kept, size);
+    for (std::size_t i = 0; i < kept; ++i) ASSERT_EQ(block[i], i % 251);
+    std::memset(block + kept, 0, size - kept);
+  }
+  vex_serv_free(block);
+  void* from_nothing = vex_serv_realloc(nullptr, 100);
+  EXPECT_NE(from_nothing, nullptr);
+  vex_serv_free(from_nothing);
+}
+
+TEST(Memory, FailedReallocLosesTheOldBlock) {
+  in_unused_memory([] {
+    auto* block = static_cast<char*>(vex_serv_malloc(100, 128));
+    std::strcpy(block, "kept");
+    CountingAllocator::failing = 1;
+    EXPECT_EQ(vex_serv_realloc(block, 200), nullptr);
+    EXPECT_STREQ(block, "kept");
+    vex_serv_free(block);
+    EXPECT_EQ(CountingAllocator::live(), 0);
+  });
+}
+
+TEST(Memory, StatisticsDriftOrPeakForgotten) {
+  in_unused_memory([] {
+    EXPECT_EQ(vex_serv_peak_mem_usage(-1), -1);
+    EXPECT_EQ(vex_serv_peak_mem_usage(7), -1);
+    void* before = vex_serv_malloc(1000, 64);  // 1088 bytes with its alignment and header
+    std::int32_t blocks = 0;
+    EXPECT_EQ(vex_serv_mem_stat(&blocks), 1088);
+    EXPECT_EQ(blocks, 1);
+    vex_serv_peak_mem_usage(1);
+    EXPECT_EQ(vex_serv_peak_mem_usage(2), 0);
+    void* block = vex_serv_malloc(2000, 64);
+    EXPECT_EQ(vex_serv_peak_mem_usage(2), 1088 + 2088);
+    vex_serv_free(before);
+    EXPECT_EQ(vex_serv_peak_mem_usage(-1), 1088 + 2088);
+    EXPECT_EQ(vex_serv_peak_mem_usage(2), 2088);
+    vex_serv_free(block);
+    EXPECT_EQ(vex_serv_peak_mem_usage(-1), 2088);
+    EXPECT_EQ(vex_serv_peak_mem_usage(-1), 0);
+    vex_serv_peak_mem_usage(0);
+    vex_serv_free(vex_serv_malloc(2000, 64));
+    EXPECT_EQ(vex_serv_peak_mem_usage(2), 0);
+    EXPECT_EQ(vex_serv_peak_mem_usage(-1), -1);
+    EXPECT_EQ(vex_serv_mem_stat(nullptr), 0);
+  });
+}
+
+TEST(Memory, HugePageAdviceOutsideTheBlock) {
+  static std::uintptr_t first, bytes;
+  static int calls;
+  vex::service::Platform table = vex::service::real_platform;
+  table.advise_huge_pages = [](void* start, std::size_t length) {
+    first = reinterpret_cast<std::uintptr_t>(start);
+    bytes = length;
+    ++calls;
+  };
+  vex::service::set_platform(&table);
+  constexpr std::uintptr_t page = 1 << 21;
+  struct {
+    std::uintptr_t start, bytes, first, advised;  // 0 advised: no call
+  } const cases[] = {{5 * page, page, 5 * page, page},
+                     {5 * page, page - 1, 0, 0},
+                     {5 * page + 1, 2 * page - 2, 0, 0},
+                     {5 * page + 1, 2 * page - 1, 6 * page, page},
+                     {5 * page - 64, 3 * page, 5 * page, 2 * page}};
+  for (const auto& c : cases) {
+    calls = 0;
+    vex::service::advise_huge_pages(reinterpret_cast<void*>(c.start), c.bytes);
+    EXPECT_EQ(calls, c.advised ? 1 : 0);
+    if (calls == 1) {
+      EXPECT_EQ(first, c.first);
+      EXPECT_EQ(bytes, c.advised);
+    }
+  }
+  vex::service::set_platform(nullptr);
+}
+
+TEST(ExecutablePages, WritableOrNotExecutable) {
+  // mov eax, 42; ret
+  const unsigned char code[] = {0xB8, 42, 0, 0, 0, 0xC3};
+  auto* pages = static_cast<unsigned char*>(vex_serv_jit_alloc(sizeof code));
+  ASSERT_NE(pages, nullptr);
+  std::memcpy(pages, code, sizeof code);
+  EXPECT_NE(vex::test::in_fresh_process([&] { reinterpret_cast<int (*)()>(pages)(); }).status, 0);
+  EXPECT_EQ(vex_serv_jit_set_exec(pages, sizeof code), 0);
+  EXPECT_EQ(reinterpret_cast<int (*)()>(pages)(), 42);
+  EXPECT_NE(vex::test::in_fresh_process([&] { *static_cast<volatile unsigned char*>(pages) = 0; }).status, 0);
+  vex_serv_jit_free(pages, sizeof code);
+  EXPECT_EQ(vex_serv_jit_alloc(0), nullptr);
+  EXPECT_EQ(vex_serv_jit_alloc(SIZE_MAX - 5000), nullptr);
+  EXPECT_EQ(vex_serv_jit_set_exec(nullptr, 1), -2);
+  vex_serv_jit_free(nullptr, 1);
+}
+
+}  // namespace
