@@ -234,7 +234,7 @@ VEX_API void vex_serv_thread_free_buffers(void);
 /* VEX_DISABLE_FAST_MM: keep no blocks. 1 when done, 0 when memory has been used already. */
 VEX_API int vex_serv_disable_fast_mm(void);
 
-/* Bytes held by the library, and through the pointer the number of blocks. */
+/* Bytes held by the library, and through the pointer, unless it is null, the number of blocks. */
 VEX_API int64_t vex_serv_mem_stat(int* block_count);
 
 /* mode 1: start counting from 0; 0: stop counting; 2: the most bytes held so far; -1: the same, and start
