@@ -22,9 +22,8 @@ struct Cleanup {
   void* argument;
 };
 
-// A stack of actions. `lock` guards the entries only, and is free while an action runs, so an action may
-// register another or start the clean-up again. `running` keeps a second thread from running actions beside
-// the first: it waits until the first has emptied the registry, and so the order holds.
+// A stack of actions. Its lock guards the entries only, and is free while an action runs, so that an action
+// may register another one.
 class Registry {
  public:
   bool add(Cleanup entry) {
@@ -35,20 +34,11 @@ class Registry {
   }
 
   void run() {
-    if (thread_runs_ == this) return run_entries();  // an action that cleans up
-    SpinGuard guard(running_);
-    const Registry* outer = thread_runs_;
-    thread_runs_ = this;
-    run_entries();
-    thread_runs_ = outer;
+    for (Cleanup entry; take_last(entry);) entry.function(entry.argument);
   }
 
  private:
   static constexpr int capacity = 32;
-
-  void run_entries() {
-    for (Cleanup entry; take_last(entry);) entry.function(entry.argument);
-  }
 
   bool take_last(Cleanup& entry) {
     SpinGuard guard(lock_);
@@ -57,18 +47,26 @@ class Registry {
     return true;
   }
 
-  static thread_local const Registry* thread_runs_;  // the registry whose actions this thread is running
-
   std::int32_t lock_ = 0;
-  std::int32_t running_ = 0;
   int count_ = 0;
   Cleanup entries_[capacity] = {};
 };
 
-constinit thread_local const Registry* Registry::thread_runs_ = nullptr;
-
 constinit Registry core_registry;
 constinit Registry thread_registry;
+
+// One thread at a time cleans up, whichever registry; another one waits, so that the order holds. The thread
+// that does so already, from inside an action, goes on.
+constinit std::int32_t cleaning_lock = 0;
+constinit thread_local bool cleaning = false;
+
+void clean_up(Registry& registry) {
+  if (cleaning) return registry.run();
+  SpinGuard guard(cleaning_lock);
+  cleaning = true;
+  registry.run();
+  cleaning = false;
+}
 
 void register_cleanup(Registry& registry, vex_cleanup_function function, void* argument) {
   if (!function) return;

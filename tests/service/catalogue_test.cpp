@@ -1,0 +1,159 @@
+// The message catalogue: found, translated from, and refused when it is broken.
+#include "service/catalogue.h"
+
+#include <gtest/gtest.h>
+#include <nl_types.h>
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "service/messages.h"
+#include "tests/support/fresh_process.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using vex::test::in_fresh_process;
+
+// A catalogue file holding these texts in set 1, with one slot per message.
+std::string catalogue_of(const std::map<int, std::string>& texts) {
+  constexpr std::uint32_t plane_size = 2 * 1500;
+  std::vector<std::uint32_t> words = {0x960408de, plane_size, 1};
+  words.resize(3 + 6 * plane_size);
+  std::string strings;
+  for (const auto& [id, text] : texts) {
+    const std::uint32_t set = 2;  // stored counting from 1
+    const std::uint32_t entry[] = {set, static_cast<std::uint32_t>(id),
+                                   static_cast<std::uint32_t>(strings.size())};
+    const std::size_t slot = set * static_cast<std::uint32_t>(id) % plane_size;
+    for (std::size_t i = 0; i < 3; ++i) {
+      words[3 + 3 * slot + i] = entry[i];
+      words[3 + 3 * (plane_size + slot) + i] = __builtin_bswap32(entry[i]);
+    }
+    strings += text + '\0';
+  }
+  return std::string(reinterpret_cast<const char*>(words.data()), 4 * words.size()) + strings;
+}
+
+class Catalogue : public testing::Test {
+ protected:
+  void SetUp() override {
+    char name[] = "/tmp/vex_catalogue_XXXXXX";
+    ASSERT_NE(mkdtemp(name), nullptr);
+    folder_ = name;
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  void write(const std::string& place, const std::string& content) {
+    const fs::path path = folder_ / place;
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << content;
+  }
+
+  // What a process with this search path (below the folder) and LANG prints for an error, and LANG
+  // afterwards.
+  std::string printed(const std::string& search_path, const char* lang) {
+    const std::string nlspath = folder_.string() + "/" + search_path;
+    const auto result = in_fresh_process([&] {
+      alarm(20);
+      setenv("NLSPATH", nlspath.c_str(), 1);
+      if (lang)
+        setenv("LANG", lang, 1);
+      else
+        unsetenv("LANG");
+      vex_serv_print(0, 6, 2, 3, "DGETRF");
+      vex_serv_print(0, 0x431, 1, 8);
+      const char* after = getenv("LANG");
+      std::printf("[%s]", after ? after : "");
+    });
+    EXPECT_EQ(result.status, 0);
+    return result.output;
+  }
+
+  fs::path folder_;
+};
+
+constexpr char built_in[] =
+    "Korva VEX ERROR: Parameter 3 was incorrect on entry to DGETRF.\nNumber of tests: 8\n";
+
+const std::map<int, std::string> translation = {{6, "Argument %i von %s ist falsch."},
+                                                {0x431, "Zahl der Tests: %d"}};
+constexpr char translated[] = "Argument 3 von DGETRF ist falsch.\nZahl der Tests: 8\n";
+
+}  // namespace
+
+TEST_F(Catalogue, ATranslationIsNotFound) {
+  write("plain/vex_msg.cat", catalogue_of(translation));
+  write("de_AT/vex_msg.cat", catalogue_of(translation));
+  write("fr_FR.UTF-8/vex_msg.cat", catalogue_of(translation));
+  const std::string done = translated;
+  EXPECT_EQ(printed("plain/%N", nullptr), done + "[]");
+  EXPECT_EQ(printed("none/%N:" + folder_.string() + "/%l_%t/%N", "de_AT.UTF-8"), done + "[de_AT.UTF-8]");
+  EXPECT_EQ(printed("%L/%N", "fr_FR.UTF-8"), done + "[fr_FR.UTF-8]");
+  // Found only under the shortened name, which stays.
+  EXPECT_EQ(printed("%L/%N", "de_AT.UTF-8"), done + "[de_AT]");
+  EXPECT_EQ(printed("%L/%N", "xx_YY.UTF-8"), std::string(built_in) + "[xx_YY]");
+  EXPECT_EQ(printed("%L/%N", std::string(10000, 'x').c_str()),
+            std::string(built_in) + "[" + std::string(10000, 'x') + "]");
+  EXPECT_EQ(printed(std::string(10000, 'x') + "/%N", "C"), std::string(built_in) + "[C]");
+}
+
+TEST_F(Catalogue, AForeignFormatReadsWildArguments) {
+  for (const char* wild : {"%s %d", "%s", "%d %s %s", "%n %s", "%d", "", "%2147483647d %s", "%d %s%"}) {
+    write("vex_msg.cat", catalogue_of({{6, wild}, {0x431, "%p"}}));
+    EXPECT_EQ(printed("%N", "C"), std::string(built_in) + "[C]") << wild;
+  }
+}
+
+TEST_F(Catalogue, AnythingButACatalogueIsOpened) {
+  fs::create_directory(folder_ / "directory");
+  ASSERT_EQ(mkfifo((folder_ / "fifo").c_str(), 0600), 0);
+  write("empty", "");
+  write("text", std::string(100000, '%'));
+  std::string lying = catalogue_of(translation).substr(0, 12) + "short";
+  write("short", lying);
+  lying[7] = '\x7f';  // a plane of two thousand million entries
+  write("huge", lying);
+  for (const char* name : {"directory", "fifo", "empty", "text", "short", "huge"}) {
+    EXPECT_EQ(printed(name, "C"), std::string(built_in) + "[C]") << name;
+  }
+}
+
+TEST_F(Catalogue, ADamagedFileIsReadPastItsEnd) {
+  const std::string whole = catalogue_of({{6, "a"}, {1454, "text"}, {3, "last"}});
+  const auto is_sound =
+      [](const std::string& file) {  // on the heap at its exact size, for a sanitizer to guard
+        const std::vector<unsigned char> bytes(file.begin(), file.end());
+        return vex::service::is_sound_catalogue(bytes.data(), bytes.size());
+      };
+  ASSERT_TRUE(is_sound(whole));
+  for (std::size_t size = 0; size < 64; ++size) EXPECT_FALSE(is_sound(whole.substr(0, size))) << size;
+  EXPECT_FALSE(is_sound(whole.substr(0, whole.size() - 1)));
+
+  std::mt19937 random(20240722);
+  int sound = 0;
+  for (int round = 0; round < 300; ++round) {
+    std::string file = whole;
+    for (int i = 0; i < 4; ++i) {
+      const std::size_t end = round % 2 ? file.size() : 64;  // half of them near the sizes
+      file[random() % end] = static_cast<char>(random());
+    }
+    file.resize(file.size() - random() % 3);
+    if (!is_sound(file)) continue;
+    ++sound;
+    write("damaged.cat", file);
+    const nl_catd opened = catopen((folder_ / "damaged.cat").c_str(), 0);
+    if (opened == reinterpret_cast<nl_catd>(-1)) continue;
+    std::size_t length = 0;
+    for (int id = 0; id < 1500; ++id) length += std::string(catgets(opened, 1, id, "")).size();
+    EXPECT_LE(length, 1500 * file.size());
+    catclose(opened);
+  }
+  EXPECT_GT(sound, 10);
+}

@@ -1,0 +1,150 @@
+// The clean-up registries under awkward entries, and the exit handler.
+#include "service/cleanup.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "service/messages.h"
+#include "tests/support/fresh_process.h"
+
+namespace {
+
+using vex::test::in_fresh_process;
+
+void print_letter(void* letter) {
+  std::printf("%c", *static_cast<char*>(letter));
+}
+
+char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+
+struct Registry {
+  void (*add)(vex_cleanup_function, void*);
+  void (*run)();
+};
+
+const Registry registries[] = {{vex_serv_core_register_cleanup, vex_serv_core_cleanup},
+                               {vex_serv_thr_register_cleanup, vex_serv_thr_cleanup}};
+
+}  // namespace
+
+TEST(Cleanup, EntriesRunInTheWrongOrderOrTwice) {
+  for (const Registry& registry : registries) {
+    const auto result = in_fresh_process([&] {
+      for (int i = 0; i < 32; ++i) registry.add(print_letter, letters + i);
+      registry.run();
+      registry.run();
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "FEDCBAzyxwvutsrqponmlkjihgfedcba");
+  }
+}
+
+TEST(Cleanup, AThirtyThirdEntryIsTaken) {
+  for (const Registry& registry : registries) {
+    EXPECT_EQ(in_fresh_process([&] {
+                for (int i = 0; i < 33; ++i) registry.add([](void*) {}, nullptr);
+              }).status,
+              3);
+    const auto survived = in_fresh_process([&] {
+      vex_serv_set_exit_handler([](int code) { std::printf("<%d>", code); });
+      for (int i = 0; i < 33; ++i) registry.add(print_letter, letters + i);
+      registry.run();
+    });
+    EXPECT_EQ(survived.output, "<3>FEDCBAzyxwvutsrqponmlkjihgfedcba");
+  }
+}
+
+TEST(Cleanup, AnEntryThatRegistersOrCleansUpHangs) {
+  const auto result = in_fresh_process([] {
+    alarm(20);
+    vex_serv_core_register_cleanup(print_letter, letters);
+    vex_serv_core_register_cleanup(
+        [](void*) {
+          vex_serv_core_register_cleanup(print_letter, letters + 1);
+          vex_serv_thr_register_cleanup([](void*) { vex_serv_core_cleanup(); }, nullptr);
+          vex_serv_thr_cleanup();
+          std::printf("|");
+        },
+        nullptr);
+    vex_serv_core_cleanup();
+  });
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "ba|");
+}
+
+TEST(Cleanup, TwoThreadsRunAnEntryTwice) {
+  static std::atomic<int> runs;
+  static std::atomic<int> inside;
+  static std::atomic<bool> overlapped;
+  runs = inside = 0;
+  overlapped = false;
+  for (int i = 0; i < 32; ++i) {
+    vex_serv_core_register_cleanup(
+        [](void*) {
+          if (inside.fetch_add(1) != 0) overlapped = true;
+          ++runs;
+          inside.fetch_sub(1);
+        },
+        nullptr);
+  }
+  std::thread other(vex_serv_core_cleanup);
+  vex_serv_core_cleanup();
+  EXPECT_EQ(runs, 32);
+  other.join();
+  EXPECT_FALSE(overlapped);
+}
+
+TEST(Cleanup, NothingIsCleanedAtTheEndOfTheProcess) {
+  const auto result = in_fresh_process([] {
+    vex_serv_core_register_cleanup(print_letter, letters);
+    vex_serv_thr_register_cleanup(print_letter, letters + 1);
+    std::exit(7);
+  });
+  EXPECT_EQ(result.status, 7);
+  EXPECT_EQ(result.output, "ba");
+}
+
+TEST(Cleanup, AThirdDeviceDestructorIsTaken) {
+  const auto result = in_fresh_process([] {
+    EXPECT_EQ(vex_serv_core_register_sycl_destructor(nullptr), 1);
+    EXPECT_EQ(vex_serv_core_register_sycl_destructor([] { std::printf("a"); }), 0);
+    EXPECT_EQ(vex_serv_core_register_sycl_destructor([] { std::printf("b"); }), 0);
+    EXPECT_EQ(vex_serv_core_register_sycl_destructor([] { std::printf("c"); }), 1);
+    vex_serv_call_sycl_destructors();
+    vex_serv_core_reset_sycl_destructors();
+    vex_serv_call_sycl_destructors();
+    if (testing::Test::HasFailure()) std::exit(1);
+  });
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "ab");
+}
+
+TEST(Exit, AHandlerIsPassedBy) {
+  EXPECT_EQ(in_fresh_process([] { vex_serv_exit(5); }).status, 5);
+  const auto result = in_fresh_process([] {
+    vex_serv_set_exit_handler([](int code) { std::printf("%d", code); });
+    vex_serv_exit(1);
+    vex_serv_set_exit_handler(nullptr);
+    vex_serv_exit(4);
+  });
+  EXPECT_EQ(result.status, 4);
+  EXPECT_EQ(result.output, "1");
+}
+
+TEST(Exit, AWorkingDirectoryThatIsGonePassesUnnoticed) {
+  EXPECT_EQ(in_fresh_process(vex::service::require_working_directory).status, 0);
+  const auto result = in_fresh_process([] {
+    char gone[] = "/tmp/vex_test_XXXXXX";
+    if (!mkdtemp(gone) || chdir(gone) != 0 || rmdir(gone) != 0) std::exit(9);
+    vex::service::require_working_directory();
+  });
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.output, "Korva VEX FATAL ERROR: Cannot load the working directory.\n");
+}

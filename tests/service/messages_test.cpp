@@ -1,0 +1,153 @@
+// The print family, and the reader of formats that keeps it from arguments that are not there.
+#include "service/messages.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "service/format.h"
+#include "service/message_table.h"
+#include "tests/support/fresh_process.h"
+
+namespace {
+
+using vex::service::count_format_arguments;
+using vex::service::formats_agree;
+using vex::test::in_fresh_process;
+
+}  // namespace
+
+TEST(Messages, ATextCannotBeFormatted) {
+  int texts = 0;
+  for (int id = 0; id < vex::service::message_count; ++id) {
+    const std::string text = vex::service::built_in_message(id);
+    if (!text.empty()) ++texts;
+    EXPECT_GE(count_format_arguments(text.c_str()), 0) << id;
+    EXPECT_LT(text.size(), 512u) << id;
+  }
+  EXPECT_EQ(texts, 44);
+}
+
+TEST(Messages, AMessageGoesToTheWrongStreamOrLosesItsLineBreak) {
+  const auto result = in_fresh_process([] {
+    vex_serv_print(0, 0, 0);
+    vex_serv_print(0, 0x443, 2, "Problem size", -7);
+    vex_serv_print(2, 0x433, 2, 18446744073709551615ull, 4000000000u);
+    vex_serv_print(1, 1226, 1, 4);
+    vex_serv_print(0, 0x42E, 1, "");
+    vex_serv_print(1, 0, 0);
+    vex_serv_print(0, 0x4E5 + 1, 7, 1, 22, 4, 0.5, 1234.56789, 1e-300, 2.5);
+  });
+  EXPECT_EQ(
+      result.output,
+      "\nWarning: incorrect parameter Problem size (-7),\n"
+      "Maximum memory requested that can be used=18446744073709551615, at the size=4000000000\n"
+      "This binary version of the SMP QUARLEN benchmark is optimized for and runs on only genuine Korva "
+      "processors\n"
+      "1      22     4      0.500      1234.5679 1.000000e-300 2.500000e+00   FAIL\n");
+  EXPECT_EQ(result.errors, "Korva VEX ERROR: CPU 4 is not supported.\n\n");
+}
+
+TEST(Messages, ANumberWithoutATextIsReadOutsideTheTable) {
+  for (const int id : {3, 5, 1069, 1455, 100000, INT_MAX, -1, INT_MIN}) {
+    EXPECT_EQ(in_fresh_process([id] { vex_serv_print(0, id, 2, "a", 1); }).output, "\n") << id;
+    EXPECT_STREQ(vex_serv_get_msg(id, 0), "");
+  }
+}
+
+TEST(Messages, ALongTextOverflowsTheBuffer) {
+  for (const std::size_t length : {510u, 511u, 512u, 513u, 100000u}) {
+    const std::string text(length, 'x');
+    const std::string kept(std::min<std::size_t>(length, 511), 'x');
+    EXPECT_EQ(in_fresh_process([&] { vex_serv_print(0, 0x42F, 1, text.c_str()); }).output, kept + "\n");
+    EXPECT_EQ(vex_serv_get_msg(0x42F, 1, text.c_str()), kept);
+    EXPECT_EQ(in_fresh_process([&] { vex_serv_format_print(0, text.c_str(), 1, 0); }).output, kept);
+  }
+}
+
+TEST(Messages, AMissingArgumentIsReadAnyway) {
+  EXPECT_STREQ(vex_serv_get_msg(6, 1, 1), "Korva VEX ERROR: Parameter %d was incorrect on entry to %s.");
+  EXPECT_EQ(in_fresh_process([] { vex_serv_print(0, 0x42F, 0); }).output, "%s\n");
+  EXPECT_EQ(in_fresh_process([] { vex_serv_format_print(0, "%s and %s", 1, "one"); }).output, "%s and %s");
+  EXPECT_EQ(in_fresh_process([] { vex_serv_format_print(0, "%d%n", 2, 1, nullptr); }).output, "%d%n");
+}
+
+TEST(Messages, ACallersFormatIsPrintedWithoutArgumentsOrWithALineBreak) {
+  const auto result = in_fresh_process([] {
+    vex_serv_format_print(0, "never\n", 0);
+    vex_serv_format_print(0, nullptr, 1, 1);
+    vex_serv_file_format_print(nullptr, "%d", 1, 1);
+    vex_serv_file_format_print(stdout, "%d", -1, 1);
+    vex_serv_format_print(0, "%d%%", 1, 5);
+    vex_serv_format_print(1, "%s", 1, "error");
+    vex_serv_file_format_print(stderr, "%c%.*f", 3, '=', 1, 2.25);
+  });
+  EXPECT_EQ(result.output, "5%");
+  EXPECT_EQ(result.errors, "error=2.2");
+}
+
+TEST(Messages, ThreadsTearEachOthersLines) {
+  constexpr int threads = 4, lines = 200;
+  const auto result = in_fresh_process([] {
+    std::vector<std::thread> team;
+    for (int t = 0; t < threads; ++t) {
+      team.emplace_back([t] {
+        const std::string text(300, static_cast<char>('a' + t));
+        for (int i = 0; i < lines; ++i) {
+          vex_serv_print(0, 0x42F, 1, text.c_str());
+          if (vex_serv_get_msg(0x42F, 1, text.c_str()) != text) std::abort();
+        }
+      });
+    }
+    for (std::thread& member : team) member.join();
+  });
+  EXPECT_EQ(result.status, 0);
+  std::istringstream output(result.output);
+  int count = 0;
+  for (std::string line; std::getline(output, line); ++count) {
+    EXPECT_EQ(line, std::string(300, line.empty() ? '?' : line[0]));
+  }
+  EXPECT_EQ(count, threads * lines);
+}
+
+TEST(Formats, ArgumentsAreMiscounted) {
+  const struct {
+    const char* format;
+    int count;
+  } cases[] = {{"", 0},         {"100%%", 0},  {"%%%d%%", 1}, {"%-*.*f", 3},    {"%#08.3Lf", 1},
+               {"%hhd%lld", 2}, {"% +'5d", 1}, {"%s%c%p", 3}, {"%zu%jd%td", 3}, {"%n", -1},
+               {"%d%hn", -1},   {"%1$s", -1},  {"%", -1},     {"%5", -1},       {"%y", -1},
+               {"%l", -1},      {"a%.", -1},   {"%%%", -1},   {"%d %*", -1}};
+  for (const auto& row : cases) EXPECT_EQ(count_format_arguments(row.format), row.count) << row.format;
+}
+
+TEST(Formats, TextsWithOtherArgumentsAgree) {
+  const struct {
+    const char* one;
+    const char* other;
+    bool agree;
+  } cases[] = {{"%d is %s", "%i: %-10s!", true},
+               {"%8.3f", "%e", true},
+               {"%u", "%#x", true},
+               {"none", "keiner %%", true},
+               {"%d %s", "%s %d", false},
+               {"%s", "%s %s", false},
+               {"%s", "", false},
+               {"%d", "%ld", false},
+               {"%d", "%u", false},
+               {"%d", "%*d", false},
+               {"%s", "%2147483647s", false},
+               {"%.3f", "%.9999f", false},
+               {"%d", "%1$d", false},
+               {"%d", "%n", false},
+               {"%d", "%d%", false},
+               {"%f", "%Lf", false}};
+  for (const auto& row : cases) {
+    EXPECT_EQ(formats_agree(row.one, row.other), row.agree) << row.one << " | " << row.other;
+    EXPECT_EQ(formats_agree(row.other, row.one), row.agree) << row.other << " | " << row.one;
+  }
+}
