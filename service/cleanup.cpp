@@ -98,7 +98,7 @@ void vex_serv_core_register_cleanup(vex_cleanup_function function, void* argumen
 }
 
 void vex_serv_core_cleanup() {
-  core_registry.run();
+  clean_up(core_registry);
 }
 
 void vex_serv_thr_register_cleanup(vex_cleanup_function function, void* argument) {
@@ -106,7 +106,7 @@ void vex_serv_thr_register_cleanup(vex_cleanup_function function, void* argument
 }
 
 void vex_serv_thr_cleanup() {
-  thread_registry.run();
+  clean_up(thread_registry);
 }
 
 void vex_serv_set_exit_handler(vex_exit_handler handler) {

@@ -134,12 +134,6 @@ bool goes_on(const Step& step, int next) {
 // One conversion's fate: done, no match, or end of input.
 enum class Outcome { done, mismatch, end };
 
-// `used` by reference: in a call both arguments come from the same scan, in an order the compiler chooses.
-Outcome outcome_of(int result, const int& used) {
-  if (used >= 0) return Outcome::done;
-  return result == EOF ? Outcome::end : Outcome::mismatch;
-}
-
 template <typename Source>
 class Scanner {
  public:
@@ -169,11 +163,10 @@ class Scanner {
   Outcome scan_other(const Step& step) {
     StepFormat format;
     write_step(step, step.width, format);
-    int used = -1;
-    if (!step.stores) return outcome_of(source_.scan(format, used), used);
+    if (!step.stores) return carry_out(format);
     void* target = va_arg(arguments_, void*);
     if (!target) return refuse(nullptr, "a destination is null", EINVAL);
-    return outcome_of(source_.scan(format, used, target), used);
+    return carry_out(format, target);
   }
 
   Outcome scan_text(const Step& step) {
@@ -192,10 +185,17 @@ class Scanner {
     const bool shortened = wanted == 0 || wanted > room;
     StepFormat format;
     write_step(step, shortened ? room : wanted, format);
-    int used = -1;
-    const Outcome outcome = outcome_of(source_.scan(format, used, destination), used);
+    const Outcome outcome = carry_out(format, destination);
     if (outcome != Outcome::done || !shortened || !goes_on(step, source_.next())) return outcome;
     return refuse(destination, "the text does not fit", ERANGE);
+  }
+
+  template <typename... Targets>
+  Outcome carry_out(const char* format, Targets... targets) {
+    int used = -1;
+    const int result = source_.scan(format, used, targets...);
+    if (used >= 0) return Outcome::done;
+    return result == EOF ? Outcome::end : Outcome::mismatch;
   }
 
   Outcome refuse(char* destination, const char* reason, int code) {

@@ -1,0 +1,375 @@
+// The bounded family at capacity - 1, capacity and capacity + 1, and with arguments that make no sense.
+// Destinations are heap blocks of exactly their capacity, so that a sanitizer sees a step outside.
+#include "service/safe_string.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/support/fresh_process.h"
+
+namespace {
+
+using vex::test::in_fresh_process;
+
+int violations;
+int last_violation;
+
+class SafeString : public testing::Test {
+ protected:
+  void SetUp() override {
+    violations = 0;
+    vex_serv_set_str_constraint_handler_s([](const char*, const char*, int code) {
+      ++violations;
+      last_violation = code;
+    });
+  }
+  void TearDown() override { vex_serv_set_str_constraint_handler_s(nullptr); }
+};
+
+// A destination filled with something that is no text.
+struct Destination {
+  explicit Destination(std::size_t capacity) : bytes(capacity, 'x') {}
+  char* data() { return bytes.data(); }
+  std::size_t capacity() const { return bytes.size(); }
+  std::string text() const { return std::string(bytes.data(), strnlen(bytes.data(), bytes.size())); }
+  std::vector<char> bytes;
+};
+
+// Each way of putting a text of any length into a destination that must hold it all. The value is a code, 0
+// or positive, or a length or minus a code.
+using Put = std::function<int(char*, std::size_t, const char*)>;
+struct Way {
+  const char* name;
+  Put put;
+};
+
+int put_formatted(char* buffer, std::size_t capacity, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const int length = vex_serv_vsprintf_s(buffer, capacity, format, arguments);
+  va_end(arguments);
+  return length;
+}
+
+const Way whole_or_nothing[] = {
+    {"strncpy_s", [](char* d, std::size_t n, const char* s) { return vex_serv_strncpy_s(d, n, s, 1000); }},
+    {"strcpy", vex_serv_strcpy},
+    {"strncat_s",
+     [](char* d, std::size_t n, const char* s) {
+       if (d && n > 0) d[0] = '\0';
+       return vex_serv_strncat_s(d, n, s, 1000);
+     }},
+    {"strcat2 first", [](char* d, std::size_t n, const char* s) { return vex_serv_strcat2(d, n, s, ""); }},
+    {"strcat2 second", [](char* d, std::size_t n, const char* s) { return vex_serv_strcat2(d, n, "", s); }},
+    {"sprintf_s",
+     [](char* d, std::size_t n, const char* s) { return vex_serv_sprintf_s(d, n, s ? "%s" : nullptr, s); }},
+    {"vsprintf_s",
+     [](char* d, std::size_t n, const char* s) { return put_formatted(d, n, s ? "%s" : nullptr, s); }},
+    {"sprintf_char_s",
+     [](char* d, std::size_t n, const char* s) {
+       if (!s || !*s) return vex_serv_sprintf_char_s(d, n, s, 'v');
+       return vex_serv_sprintf_char_s(d, n, (std::string(s + 1) + "%c").c_str(), 'v');
+     }},
+};
+
+bool is_refused(int result, int code) {
+  return result == code || result == -code;
+}
+
+}  // namespace
+
+TEST_F(SafeString, ATextThatDoesNotFitIsWrittenOrCut) {
+  for (const Way& way : whole_or_nothing) {
+    for (const std::size_t capacity : {1u, 2u, 7u, 64u}) {
+      for (std::size_t length = capacity < 3 ? 1 : capacity - 2; length <= capacity + 1; ++length) {
+        SCOPED_TRACE(way.name + std::string(" ") + std::to_string(length) + " into " +
+                     std::to_string(capacity));
+        violations = 0;
+        Destination into(capacity);
+        const std::string text(length, 'v');
+        const int result = way.put(into.data(), capacity, text.c_str());
+        if (length < capacity) {
+          EXPECT_TRUE(result == 0 || result == static_cast<int>(length));
+          EXPECT_EQ(into.text(), text);
+          EXPECT_EQ(violations, 0);
+        } else {
+          EXPECT_TRUE(is_refused(result, ERANGE));
+          EXPECT_EQ(into.text(), "");
+          EXPECT_EQ(violations, 1);
+          EXPECT_EQ(last_violation, ERANGE);
+        }
+      }
+    }
+  }
+}
+
+TEST_F(SafeString, ANullOrEmptyDestinationIsWrittenTo) {
+  for (const Way& way : whole_or_nothing) {
+    SCOPED_TRACE(way.name);
+    Destination into(4);
+    violations = 0;
+    EXPECT_TRUE(is_refused(way.put(nullptr, 4, "v"), EINVAL));
+    EXPECT_TRUE(is_refused(way.put(into.data() + 4, 0, "v"), EINVAL));
+    EXPECT_TRUE(is_refused(way.put(into.data(), static_cast<std::size_t>(-4), "v"), EINVAL));
+    EXPECT_TRUE(is_refused(way.put(into.data(), 4, nullptr), EINVAL));
+    EXPECT_EQ(into.text(), "");
+    EXPECT_EQ(violations, 4);
+  }
+}
+
+TEST_F(SafeString, AJoinForgetsWhatStandsBefore) {
+  for (const std::size_t tail : {3u, 4u, 5u}) {  // of 8: "abc", the tail, the terminator
+    Destination into(8), both(8);
+    vex_serv_strcpy(into.data(), 8, "abc");
+    const std::string text(tail, 'v');
+    const int expected = tail < 5 ? 0 : ERANGE;
+    EXPECT_EQ(vex_serv_strncat_s(into.data(), 8, text.c_str(), tail), expected);
+    EXPECT_EQ(into.text(), expected ? "" : "abc" + text);
+    EXPECT_EQ(vex_serv_strcat2(both.data(), 8, "abc", text.c_str()), expected);
+    EXPECT_EQ(both.text(), into.text());
+  }
+  Destination endless(8);
+  EXPECT_EQ(vex_serv_strncat_s(endless.data(), 8, "v", 1), EINVAL);
+  EXPECT_EQ(endless.text(), "");
+  char self[8] = "abc";
+  EXPECT_EQ(vex_serv_strcat2(self, sizeof self, self, self), 0);
+  EXPECT_STREQ(self, "abcabc");
+}
+
+TEST_F(SafeString, ACountReadsPastAnUnterminatedSource) {
+  const std::vector<char> source = {'a', 'b', 'c'};
+  Destination into(4);
+  EXPECT_EQ(vex_serv_strncpy_s(into.data(), 4, source.data(), 3), 0);
+  EXPECT_EQ(into.text(), "abc");
+  EXPECT_EQ(vex_serv_strncpy_s(into.data(), 4, source.data(), 0), 0);
+  EXPECT_EQ(into.text(), "");
+  EXPECT_EQ(vex_serv_strnlen_s(source.data(), 3), 3u);
+  EXPECT_EQ(vex_serv_strnlen_s(nullptr, 3), 0u);
+  EXPECT_EQ(violations, 0);
+}
+
+TEST_F(SafeString, ABlockOfBytesOverflows) {
+  for (const std::size_t count : {0u, 3u, 4u, 5u}) {
+    Destination into(4);
+    const std::vector<char> source(count, 's');
+    const bool fits = count <= 4;
+    EXPECT_EQ(vex_serv_memcpy_s(into.data(), 4, count ? source.data() : "", count), fits ? 0 : ERANGE);
+    const std::string left =
+        fits ? std::string(count, 's') + std::string(4 - count, 'x') : std::string(4, '\0');
+    EXPECT_EQ(std::string(into.bytes.begin(), into.bytes.end()), left);
+  }
+  Destination into(4);
+  EXPECT_EQ(vex_serv_memcpy_s(into.data(), 4, nullptr, 1), EINVAL);
+  EXPECT_EQ(into.bytes, std::vector<char>(4, '\0'));
+  EXPECT_EQ(vex_serv_memcpy_s(nullptr, 4, "a", 1), EINVAL);
+  EXPECT_EQ(vex_serv_memcpy_s(into.data(), 0, "a", 0), EINVAL);
+}
+
+TEST_F(SafeString, ACutTextIsReportedLongerThanItIs) {
+  for (const std::size_t capacity : {1u, 6u, 7u, 8u}) {
+    for (const std::size_t count : {0u, 1u, 6u, 7u, 1000u}) {
+      Destination into(capacity);
+      const std::string text(6, 'v');
+      const std::size_t kept = std::min({capacity - 1, count, text.size()});
+      EXPECT_EQ(vex_serv_snprintf_s(into.data(), capacity, count, "%s", text.c_str()),
+                static_cast<int>(kept));
+      EXPECT_EQ(into.text(), text.substr(0, kept));
+    }
+  }
+  EXPECT_EQ(violations, 0);
+  Destination into(8);
+  EXPECT_EQ(vex_serv_snprintf_s(into.data(), 0, 5, "a"), -EINVAL);
+  EXPECT_EQ(vex_serv_snprintf_s(nullptr, 8, 5, "a"), -EINVAL);
+  const char* volatile wild = "%d%n";  // volatile: no compiler looks into it
+  EXPECT_EQ(vex_serv_snprintf_s(into.data(), 8, 5, wild, 1, nullptr), -EINVAL);
+  EXPECT_EQ(into.text(), "");
+  EXPECT_EQ(vex_serv_sprintf_char_s(into.data(), 8, "%s", 'v'), -EINVAL);
+  EXPECT_EQ(vex_serv_sprintf_char_s(into.data(), 8, "%c%c", 'v'), -EINVAL);
+}
+
+TEST_F(SafeString, PrintedTextMissesItsStream) {
+  const auto result = in_fresh_process([] {
+    const char* volatile null_format = nullptr;
+    const char* volatile wild = "%n";
+    EXPECT_EQ(vex_serv_printf_s("%d", 12), 2);
+    EXPECT_EQ(vex_serv_fprintf_stdout_s("%s", "abc"), 3);
+    EXPECT_EQ(vex_serv_fprintf_stderr_s("%c", 'e'), 1);
+    EXPECT_EQ(vex_serv_fprintf_s(stderr, "%%"), 1);
+    EXPECT_EQ(vex_serv_fprintf_s(nullptr, "a"), -EINVAL);
+    EXPECT_EQ(vex_serv_printf_s(null_format), -EINVAL);
+    EXPECT_EQ(vex_serv_printf_s(wild, nullptr), -EINVAL);
+    if (testing::Test::HasFailure()) std::exit(1);
+  });
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "12abc");
+  EXPECT_EQ(result.errors, "e%");
+}
+
+TEST_F(SafeString, TokensAreSplitWrongOrReadPastTheEnd) {
+  const struct {
+    std::string text;
+    std::vector<std::string> tokens;
+  } cases[] = {{"", {}},
+               {"   ", {}},
+               {"a", {"a"}},
+               {"  1000  2000 ", {"1000", "2000"}},
+               {"1\t2 3\n", {"1\t2", "3\n"}},
+               {"a b c", {"a", "b", "c"}}};
+  for (const auto& row : cases) {
+    std::vector<char> buffer(row.text.begin(), row.text.end());
+    buffer.push_back('\0');
+    std::size_t remaining = row.text.size();
+    char* context = nullptr;
+    std::vector<std::string> tokens;
+    char* from = buffer.data();
+    while (const char* token = vex_serv_strtok_s(from, &remaining, " ", &context)) {
+      tokens.emplace_back(token);
+      from = nullptr;
+    }
+    EXPECT_EQ(tokens, row.tokens) << row.text;
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(vex_serv_strtok_s(nullptr, &remaining, " ", &context), nullptr);
+  }
+  EXPECT_EQ(violations, 0);
+}
+
+TEST_F(SafeString, AnUnterminatedTextIsSplit) {
+  char text[] = {'a', ' ', 'b', 'c', 'd', '\0'};
+  std::size_t remaining = 4;  // ends inside "bcd"
+  char* context = nullptr;
+  EXPECT_STREQ(vex_serv_strtok_s(text, &remaining, " ", &context), "a");
+  EXPECT_EQ(vex_serv_strtok_s(nullptr, &remaining, " ", &context), nullptr);
+  EXPECT_EQ(violations, 1);
+  char* none = nullptr;
+  EXPECT_EQ(vex_serv_strtok_s(text, nullptr, " ", &context), nullptr);
+  EXPECT_EQ(vex_serv_strtok_s(text, &remaining, nullptr, &context), nullptr);
+  EXPECT_EQ(vex_serv_strtok_s(text, &remaining, " ", nullptr), nullptr);
+  EXPECT_EQ(vex_serv_strtok_s(nullptr, &remaining, " ", &none), nullptr);
+  EXPECT_EQ(violations, 5);
+}
+
+TEST_F(SafeString, AScannedTextOverflows) {
+  for (const std::size_t capacity : {1u, 4u, 5u, 6u}) {  // for five letters and a terminator
+    for (const char* format : {"%i %s %i", "%i %[a-z] %i"}) {
+      SCOPED_TRACE(format + std::string(" ") + std::to_string(capacity));
+      Destination word(capacity);
+      int before = 0, after = 0;
+      violations = 0;
+      const int stored = vex_serv_sscanf_s("7 apple 0x10", format, &before, word.data(), capacity, &after);
+      const bool fits = capacity == 6;
+      EXPECT_EQ(stored, fits ? 3 : 1);
+      EXPECT_EQ(before, 7);
+      EXPECT_EQ(after, fits ? 16 : 0);
+      EXPECT_EQ(word.text(), fits ? "apple" : "");
+      EXPECT_EQ(violations, fits ? 0 : 1);
+    }
+    Destination letters(capacity);
+    EXPECT_EQ(vex_serv_sscanf_s("apple", "%5c", letters.data(), capacity), capacity < 5 ? 0 : 1);
+    EXPECT_EQ(letters.bytes[0], capacity < 5 ? '\0' : 'a');
+  }
+  Destination word(4);  // a width that fits cuts, as it always does
+  char next = 0;
+  EXPECT_EQ(vex_serv_sscanf_s("apple", "%3s%c", word.data(), word.capacity(), &next, std::size_t{1}), 2);
+  EXPECT_EQ(word.text() + next, "appl");
+  EXPECT_EQ(vex_serv_sscanf_s("apple", "%9s", word.data(), word.capacity()), 0);
+  EXPECT_EQ(vex_serv_sscanf_s("app]", "%[^]]", word.data(), word.capacity()), 1);
+}
+
+TEST_F(SafeString, AScanDisagreesWithTheCLibrary) {
+  const char* formats[] = {"%i",     "%li",  "%d,%d", "%d %d", "%*d %d",  "x%dy",    " %d%%%d",    "%2d%2d",
+                           "%lf:%x", "%hhd", "%*s",   "",      "literal", "%3d %lf", "%u%*[a-z]%u"};
+  const char* texts[] = {"",
+                         " ",
+                         "5",
+                         "017 0x1F",
+                         "12,34",
+                         "1234",
+                         "x9y x9",
+                         "5%6",
+                         "-1 -2",
+                         "literal",
+                         "lit",
+                         "1.5e3:ff",
+                         "99999999999999999999",
+                         "7abc8",
+                         "a b c"};
+  for (const char* format : formats) {
+    for (const char* text : texts) {
+      std::int64_t own[2][2] = {}, library[2][2] = {};
+      const int expected = std::sscanf(text, format, library[0], library[1]);
+      EXPECT_EQ(vex_serv_sscanf_s(text, format, own[0], own[1]), expected) << text << " | " << format;
+      EXPECT_EQ(std::memcmp(own, library, sizeof own), 0) << text << " | " << format;
+
+      std::int64_t from_file[2][2] = {};
+      std::FILE* file = std::tmpfile();
+      std::fputs(text, file);
+      std::rewind(file);
+      EXPECT_EQ(vex_serv_fscanf_s(file, format, from_file[0], from_file[1]), expected)
+          << text << " | " << format;
+      EXPECT_EQ(std::memcmp(from_file, library, sizeof own), 0) << text << " | " << format;
+      std::fclose(file);
+    }
+  }
+  EXPECT_EQ(violations, 0);
+}
+
+TEST_F(SafeString, AScanTakesAFormatThatItCannotGuard) {
+  int value = 3;
+  const std::string endless(5000, 'x');
+  for (const char* format :
+       {"%n", "%ms", "%1$d", "%ls", "%[abc", "%", "%0d", "%y", "%d%n", endless.c_str()}) {
+    EXPECT_EQ(vex_serv_sscanf_s("5 6", format, &value, &value), -EINVAL) << format;
+  }
+  EXPECT_EQ(value, 3);
+  EXPECT_EQ(vex_serv_sscanf_s(nullptr, "%d", &value), -EINVAL);
+  EXPECT_EQ(vex_serv_sscanf_s("5", nullptr), -EINVAL);
+  EXPECT_EQ(vex_serv_fscanf_s(nullptr, "%d", &value), -EINVAL);
+  EXPECT_EQ(vex_serv_sscanf_s("5", "%d", nullptr), -EINVAL);
+  EXPECT_EQ(vex_serv_sscanf_s("a", "%s", nullptr, std::size_t{4}), -EINVAL);
+  EXPECT_EQ(violations, 15);
+}
+
+TEST_F(SafeString, AStreamLosesTheLetterBehindATextThatDoesNotFit) {
+  std::FILE* file = std::tmpfile();
+  std::fputs("apple pie", file);
+  std::rewind(file);
+  Destination word(4), rest(8);
+  EXPECT_EQ(vex_serv_fscanf_s(file, "%s", word.data(), word.capacity()), 0);
+  EXPECT_EQ(vex_serv_fscanf_s(file, "%s", rest.data(), rest.capacity()), 1);
+  EXPECT_EQ(rest.text(), "le");
+  EXPECT_EQ(vex_serv_fscanf_s(file, "%s%s", word.data(), word.capacity(), rest.data(), rest.capacity()), 1);
+  EXPECT_EQ(vex_serv_fscanf_s(file, "%s", word.data(), word.capacity()), EOF);
+  EXPECT_EQ(vex_serv_fclose(file), 0);
+  EXPECT_EQ(vex_serv_fclose(nullptr), EOF);
+  EXPECT_EQ(vex_serv_fopen(nullptr, "r"), nullptr);
+  EXPECT_EQ(vex_serv_fopen("/nonexistent/file", "r"), nullptr);
+  EXPECT_EQ(violations, 3);
+}
+
+TEST_F(SafeString, LettersAreComparedByOneBit) {
+  for (int a = 0; a < 128; ++a) {
+    for (int b = 0; b < 128; ++b) {
+      const char one = static_cast<char>(a), other = static_cast<char>(b);
+      EXPECT_EQ(vex_serv_lsame(&one, &other), std::tolower(a) == std::tolower(b)) << a << ' ' << b;
+    }
+  }
+  EXPECT_EQ(vex_serv_lsame(nullptr, "a"), 0);
+}
+
+TEST_F(SafeString, AViolationPassesInSilenceOrSpeaksWhenIgnored) {
+  const auto result = in_fresh_process([] {
+    vex_serv_set_str_constraint_handler_s(nullptr);
+    vex_serv_strcpy(nullptr, 1, "a");
+    const auto previous = vex_serv_set_str_constraint_handler_s(vex_serv_ignore_handler_s);
+    vex_serv_strcpy(nullptr, 1, "a");
+    if (vex_serv_set_str_constraint_handler_s(previous) != vex_serv_ignore_handler_s) std::exit(1);
+  });
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.output, "");
+  EXPECT_EQ(result.errors, "VEX: vex_serv_strcpy: the destination is null\n");
+}
