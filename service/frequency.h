@@ -1,15 +1,10 @@
-// The processor's clock rate in GHz.
+// The processor's clock rate, told and measured: vex.h declares the two questions, this file what they rest
+// on.
 #pragma once
 
 #include <cstdint>
 
 #include "vex.h"
-
-extern "C" {
-
-double vex_serv_get_max_cpu_frequency();  // nominal; measured when nobody tells it
-double vex_serv_get_cpu_frequency();      // measured, by timing a million clock cycles
-}
 
 namespace vex::service {
 

@@ -1,4 +1,5 @@
-// How many threads a routine may use: the settings, read once, and the rule over them.
+// How many threads a routine may use: the settings, read once, and the rule over them. vex.h declares what a
+// program may ask and set.
 #pragma once
 
 #include <cstdint>
@@ -7,22 +8,8 @@
 
 extern "C" {
 
-// At most one thread per physical core, and one inside a parallel region, unless dynamic adjustment is off.
-int vex_serv_get_max_threads();
-// 0 ALL, 1 BLAS, 2 FFT, 3 ELEM, 4 PARDISO, -1 no particular domain.
-int vex_serv_domain_get_max_threads(int domain);
-void vex_serv_set_num_threads(int count);  // ignored when count < 1
-// 1 when stored (a count of 0 clears the setting), 0 for a negative count or an unknown domain.
-int vex_serv_domain_set_num_threads(int count, int domain);
-// Overrides everything for the calling thread; 0 or less lifts the override. Returns the previous one.
-int vex_serv_set_num_threads_local(int count);
-int vex_serv_get_dynamic();
-int vex_serv_set_dynamic(int flag);  // returns the flag as stored, 0 or 1
-int vex_serv_get_num_stripes();      // -1 when nobody has set it
-void vex_serv_set_num_stripes(int count);
-// Tells, with 1, that several processes of one machine may each use all its cores.
-int vex_serv_mpi_safe(int flag);
-int vex_serv_mpi_get_ppn();  // processes on this machine, -1 when unknown
+// Processes of this job on this machine, -1 when unknown.
+int vex_serv_mpi_get_ppn();
 int vex_serv_omp_in_parallel();
 int vex_serv_get_thread_layer();  // 0: OpenMP
 
