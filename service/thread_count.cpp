@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cstdint>
 
 #include "service/cleanup.h"
@@ -82,7 +83,7 @@ bool create_override_key() {
 
 int thread_override() {
   if (!override_key_exists.load(std::memory_order_acquire)) return 0;
-  return static_cast<int>(reinterpret_cast<std::intptr_t>(pthread_getspecific(override_key)));
+  return static_cast<int>(std::bit_cast<std::intptr_t>(pthread_getspecific(override_key)));
 }
 
 ThreadSettings settings_for(int domain) {
@@ -174,7 +175,7 @@ int vex_serv_set_num_threads_local(int count) {
   const int previous = thread_override();
   if (count == previous) return previous;
   if (create_override_key()) {
-    pthread_setspecific(override_key, reinterpret_cast<void*>(static_cast<std::intptr_t>(count)));
+    pthread_setspecific(override_key, std::bit_cast<void*>(std::intptr_t{count}));
   }
   return previous;
 }

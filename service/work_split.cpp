@@ -60,7 +60,8 @@ class TriangleCut {
  public:
   TriangleCut(vex_int nthr, vex_int n) : n_(n) {
     const auto order = static_cast<wide_unsigned>(n);
-    per_thread_ = static_cast<double>(order * (order + 1) / 2 / static_cast<wide_unsigned>(nthr));
+    const wide_unsigned whole_elements = order * (order + 1) / 2 / static_cast<wide_unsigned>(nthr);
+    per_thread_ = static_cast<double>(whole_elements);
   }
 
   // How many columns, from the thin end, hold k shares: the positive root of j(j+1)/2 = k per_thread_.
