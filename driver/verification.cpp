@@ -32,17 +32,17 @@ struct Maximum {
   }
 };
 
-// y(0..rows) -= A x for a block of at most vector_block rows, column by column as a serial loop would.
-void subtract_product(std::int64_t rows, std::int64_t n, const double* a, std::int64_t lda, const double* x,
-                      double* y) {
+// y -= A x in a block of at most vector_block rows from `first` on, column by column as a serial loop would.
+void subtract_product(std::int64_t first, std::int64_t rows, std::int64_t n, const double* a,
+                      std::int64_t lda, const double* x, double* y) {
   double block[vector_block];
-  std::copy_n(y, rows, block);
+  std::copy_n(y + first, rows, block);
   for (std::int64_t j = 0; j < n; ++j) {
-    const double* column = a + j * lda;
+    const double* column = a + first + j * lda;
     const double factor = x[j];
     for (std::int64_t i = 0; i < rows; ++i) block[i] -= column[i] * factor;
   }
-  std::copy_n(block, rows, y);
+  std::copy_n(block, rows, y + first);
 }
 
 Maximum largest_entry(std::int64_t rows, const double* v) {
@@ -51,11 +51,12 @@ Maximum largest_entry(std::int64_t rows, const double* v) {
   return maximum;
 }
 
-// Over a block of at most matrix_block rows, whose sums all advance with the same column.
-Maximum largest_row_sum(std::int64_t rows, std::int64_t n, const double* a, std::int64_t lda) {
+// In a block of at most matrix_block rows from `first` on, whose sums all advance with the same column.
+Maximum largest_row_sum(std::int64_t first, std::int64_t rows, std::int64_t n, const double* a,
+                        std::int64_t lda) {
   double sums[matrix_block] = {};
   for (std::int64_t j = 0; j < n; ++j) {
-    const double* column = a + j * lda;
+    const double* column = a + first + j * lda;
     for (std::int64_t i = 0; i < rows; ++i) sums[i] += std::fabs(column[i]);
   }
   Maximum maximum;
@@ -92,7 +93,7 @@ void mxpy_(const std::int32_t* m, const std::int32_t* n, const double* a, const 
 #pragma omp parallel for num_threads(team_size(blocks)) schedule(static)
   for (std::int64_t k = 0; k < blocks; ++k) {
     const std::int64_t first = k * vector_block;
-    subtract_product(std::min(vector_block, rows - first), columns, a + first, stride, x, y + first);
+    subtract_product(first, std::min(vector_block, rows - first), columns, a, stride, x, y);
   }
 }
 
@@ -107,6 +108,6 @@ double norm1_(const std::int32_t* m, const std::int32_t* n, const double* a, con
   using namespace vex::driver;
   const std::int64_t columns = *n, stride = *lda;
   return maximum_over_blocks(*m, matrix_block, [=](std::int64_t first, std::int64_t rows) {
-    return largest_row_sum(rows, columns, a + first, stride);
+    return largest_row_sum(first, rows, columns, a, stride);
   });
 }
