@@ -2,10 +2,11 @@
 #include "driver/test_loop.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
 #include <limits>
 #include <string>
 #include <vector>
@@ -125,8 +126,11 @@ TEST(TestLoop, ReportsFailuresAveragesAndMaximaOfWhatTrialsLeave) {
   run.leading_dimension = {3, 4, 100001};
   run.trials = {3, 1, 1};
   run.alignment = {64, 0, 4};
-  const ProcessResult result =
-      in_fresh_process([&run] { std::exit(driver::run_tests(run, "quarlen", scripted_trial)); });
+  const ProcessResult result = in_fresh_process([&run] {
+    const int status = driver::run_tests(run, "quarlen", scripted_trial);
+    std::fflush(nullptr);
+    _exit(status);
+  });
   EXPECT_EQ(result.status, 1);
   const std::size_t lines = result.output.find("Size   LDA    Align. Time");
   ASSERT_NE(lines, std::string::npos) << result.output;
