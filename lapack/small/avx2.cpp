@@ -1,23 +1,73 @@
-// The small-system routines of the avx2 path.
+// The small-system routines of the AVX2 path.
+#include <immintrin.h>
+
+#include <cstdint>
+
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
 
 namespace {
 
-struct Path {
+struct Lanes {
+  using Vector = __m256d;
+  static constexpr int width = 4;
+
+  static Vector load(const double* p) { return _mm256_load_pd(p); }
+  static void store(double* p, Vector v) { _mm256_store_pd(p, v); }
+  static Vector broadcast(double x) { return _mm256_set1_pd(x); }
+  static Vector multiply(Vector a, Vector b) { return _mm256_mul_pd(a, b); }
+  static Vector divide(Vector a, Vector b) { return _mm256_div_pd(a, b); }
+  static Vector subtract_product(Vector c, Vector a, Vector b) { return _mm256_fnmadd_pd(a, b, c); }
   static double subtract_product(double c, double a, double b) { return __builtin_fma(-a, b, c); }
+
+  // All ones in the first `count` lanes.
+  static __m256i first_lanes(int count) {
+    return _mm256_cmpgt_epi64(_mm256_set1_epi64x(count), _mm256_setr_epi64x(0, 1, 2, 3));
+  }
+  static Vector read(const double* p, int count) {
+    if (count >= width) return _mm256_loadu_pd(p);
+    const __m256i wanted = first_lanes(count);
+    return select(_mm256_castsi256_pd(wanted), _mm256_maskload_pd(p, wanted), broadcast(__builtin_nan("")));
+  }
+  static void write(double* p, Vector v, int count) {
+    if (count >= width) return _mm256_storeu_pd(p, v);
+    _mm256_maskstore_pd(p, first_lanes(count), v);
+  }
+
+  static Vector mask(const std::int64_t* p) {
+    return _mm256_castsi256_pd(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+  }
+  static Vector select(Vector mask, Vector a, Vector b) { return _mm256_blendv_pd(b, a, mask); }
+
+  // The maximum answers its second operand when the first is NaN, and an excluded lane is made one.
+  static Vector magnitudes(Vector x, Vector excluded) {
+    return _mm256_max_pd(_mm256_or_pd(_mm256_andnot_pd(broadcast(-0.0), x), excluded), broadcast(-1.0));
+  }
+  static Vector larger(Vector a, Vector b) { return _mm256_max_pd(a, b); }
+  static Vector largest(Vector v) {
+    const Vector halves = _mm256_max_pd(v, _mm256_permute2f128_pd(v, v, 1));
+    return _mm256_max_pd(halves, _mm256_permute_pd(halves, 0b0101));
+  }
+  static unsigned equal_lanes(Vector a, Vector b) {
+    return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)));
+  }
+
+  template <int i>
+  static Vector lane(Vector v) {
+    return _mm256_permute4x64_pd(v, i * 0b01010101);
+  }
 };
 
 }  // namespace
 
 void vex_lapack_ps_avx2_dgetrf_small(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                      vex_int* ipiv, vex_int* info) {
-  vex::lapack::small::factor<Path>(*m, *n, a, *lda, ipiv, info);
+  *info = vex::lapack::small::factor<Lanes>(*m, *n, a, *lda, ipiv);
 }
 
 void vex_lapack_ps_avx2_dgetrs_small(const char* trans, const vex_int* n, const vex_int* nrhs,
                                      const double* a, const vex_int* lda, const vex_int* ipiv, double* b,
                                      const vex_int* ldb, vex_int* info, vex_int) {
-  vex::lapack::small::solve<Path>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb, info);
+  *info = vex::lapack::small::solve<Lanes>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
 }

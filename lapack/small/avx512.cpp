@@ -1,23 +1,69 @@
-// The small-system routines of the avx512 path.
+// The small-system routines of the AVX-512 path.
+#include <immintrin.h>
+
+#include <cstdint>
+
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
 
 namespace {
 
-struct Path {
+struct Lanes {
+  using Vector = __m512d;
+  static constexpr int width = 8;
+
+  static Vector load(const double* p) { return _mm512_load_pd(p); }
+  static void store(double* p, Vector v) { _mm512_store_pd(p, v); }
+  static Vector broadcast(double x) { return _mm512_set1_pd(x); }
+  static Vector multiply(Vector a, Vector b) { return _mm512_mul_pd(a, b); }
+  static Vector divide(Vector a, Vector b) { return _mm512_div_pd(a, b); }
+  static Vector subtract_product(Vector c, Vector a, Vector b) { return _mm512_fnmadd_pd(a, b, c); }
   static double subtract_product(double c, double a, double b) { return __builtin_fma(-a, b, c); }
+
+  // A bit for each of the first `count` lanes.
+  static __mmask8 first_lanes(int count) {
+    return static_cast<__mmask8>(count >= width ? 0xff : count > 0 ? (1 << count) - 1 : 0);
+  }
+  static Vector read(const double* p, int count) {
+    return _mm512_mask_loadu_pd(broadcast(__builtin_nan("")), first_lanes(count), p);
+  }
+  static void write(double* p, Vector v, int count) { _mm512_mask_storeu_pd(p, first_lanes(count), v); }
+
+  static Vector mask(const std::int64_t* p) { return _mm512_castsi512_pd(_mm512_loadu_si512(p)); }
+  static Vector select(Vector mask, Vector a, Vector b) {
+    return _mm512_castsi512_pd(_mm512_ternarylogic_epi64(_mm512_castpd_si512(mask), _mm512_castpd_si512(a),
+                                                         _mm512_castpd_si512(b), 0xca));
+  }
+
+  // The maximum answers its second operand when the first is NaN, and an excluded lane is made one.
+  static Vector magnitudes(Vector x, Vector excluded) {
+    return larger(_mm512_or_pd(_mm512_andnot_pd(broadcast(-0.0), x), excluded), broadcast(-1.0));
+  }
+  // The masked form because the plain one starts from an undefined vector, which g++ 12 warns of.
+  static Vector larger(Vector a, Vector b) { return _mm512_maskz_max_pd(0xff, a, b); }
+  static Vector largest(Vector v) {
+    const Vector halves = larger(v, __builtin_shufflevector(v, v, 4, 5, 6, 7, 0, 1, 2, 3));
+    const Vector quarters = larger(halves, __builtin_shufflevector(halves, halves, 2, 3, 0, 1, 6, 7, 4, 5));
+    return larger(quarters, __builtin_shufflevector(quarters, quarters, 1, 0, 3, 2, 5, 4, 7, 6));
+  }
+  static unsigned equal_lanes(Vector a, Vector b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
+
+  template <int i>
+  static Vector lane(Vector v) {
+    return __builtin_shufflevector(v, v, i, i, i, i, i, i, i, i);
+  }
 };
 
 }  // namespace
 
 void vex_lapack_ps_avx512_dgetrf_small(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                        vex_int* ipiv, vex_int* info) {
-  vex::lapack::small::factor<Path>(*m, *n, a, *lda, ipiv, info);
+  *info = vex::lapack::small::factor<Lanes>(*m, *n, a, *lda, ipiv);
 }
 
 void vex_lapack_ps_avx512_dgetrs_small(const char* trans, const vex_int* n, const vex_int* nrhs,
                                        const double* a, const vex_int* lda, const vex_int* ipiv, double* b,
                                        const vex_int* ldb, vex_int* info, vex_int) {
-  vex::lapack::small::solve<Path>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb, info);
+  *info = vex::lapack::small::solve<Lanes>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
 }

@@ -1,23 +1,23 @@
-// The small-system routines of the def path.
+// The small-system routines of the generic path.
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
+#include "lapack/small/sse.h"
 
 namespace {
 
-struct Path {
-  static double subtract_product(double c, double a, double b) { return c - a * b; }
-};
+struct Path;
+using Lanes = vex::lapack::small::Sse<Path>;
 
 }  // namespace
 
 void vex_lapack_ps_def_dgetrf_small(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                     vex_int* ipiv, vex_int* info) {
-  vex::lapack::small::factor<Path>(*m, *n, a, *lda, ipiv, info);
+  *info = vex::lapack::small::factor<Lanes>(*m, *n, a, *lda, ipiv);
 }
 
 void vex_lapack_ps_def_dgetrs_small(const char* trans, const vex_int* n, const vex_int* nrhs, const double* a,
                                     const vex_int* lda, const vex_int* ipiv, double* b, const vex_int* ldb,
                                     vex_int* info, vex_int) {
-  vex::lapack::small::solve<Path>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb, info);
+  *info = vex::lapack::small::solve<Lanes>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
 }

@@ -1,6 +1,10 @@
-// Factorization of matrices of at most 16 rows and columns.
+// Factorization of matrices of at most 16 rows and columns, right-looking, in a padded copy of the matrix
+// that never leaves the first-level cache. The step has no branch that depends on ordinary data: the row of
+// the pivot is only ever an address or a mask, so the search in the next column overlaps with the update of
+// the others.
 #pragma once
 
+#include "lapack/small/lanes.h"
 #include "service/types.h"
 
 namespace vex::lapack::small {
@@ -8,35 +12,228 @@ namespace vex::lapack::small {
 // A pivot of larger magnitude has a reciprocal that does not overflow.
 inline constexpr double safe_minimum = 0x1p-1022;
 
-template <typename Path>
-void factor(vex_int m, vex_int n, double* a, vex_int lda, vex_int* ipiv, vex_int* info) {
-  *info = 0;
-  for (vex_int j = 0; j < m && j < n; ++j) {
-    double* const column = a + j * lda;
-    vex_int pivot_row = j;
-    for (vex_int i = j + 1; i < m; ++i) {
-      if (__builtin_fabs(column[i]) > __builtin_fabs(column[pivot_row])) pivot_row = i;
-    }
-    ipiv[j] = pivot_row + 1;
-    const double pivot = column[pivot_row];
-    if (pivot != 0.0) {
-      for (vex_int k = 0; pivot_row != j && k < n; ++k) {
-        const double other = a[j + k * lda];
-        a[j + k * lda] = a[pivot_row + k * lda];
-        a[pivot_row + k * lda] = other;
+inline constexpr int largest_order = 16;
+inline constexpr int largest_unrolled_order = 7;
+
+// `blocks` vectors make a column. The rows of the padding hold NaN, which no pivot search chooses.
+template <typename Lanes, int blocks>
+class Elimination {
+ public:
+  Elimination(int m, int n, double* a, vex_int lda, vex_int* ipiv)
+      : m_(m), n_(n), a_(a), lda_(lda), ipiv_(ipiv) {}
+
+  // Any shape: the loops over columns stay loops, one for each block that the diagonal passes through.
+  vex_int run() {
+    for (int k = 0; k < n_; ++k) read_column(k);
+    const int diagonal = m_ < n_ ? m_ : n_;
+    unrolled<0, blocks>([&](auto block) {
+      constexpr int first = decltype(block){} * Lanes::width;
+      const int end = diagonal < first + Lanes::width ? diagonal : first + Lanes::width;
+      for (int j = first; j < end; ++j) {
+        step<decltype(block){}>(j);
+        for (int k = j + 1; k < n_; ++k) update<decltype(block){}>(k, j);
       }
-      const double reciprocal = 1.0 / pivot;
-      const bool multiply = __builtin_fabs(pivot) > safe_minimum;
-      for (vex_int i = j + 1; i < m; ++i) column[i] = multiply ? column[i] * reciprocal : column[i] / pivot;
-    } else if (*info == 0) {
-      *info = j + 1;
-    }
-    for (vex_int k = j + 1; k < n; ++k) {
-      for (vex_int i = j + 1; i < m; ++i) {
-        a[i + k * lda] = Path::subtract_product(a[i + k * lda], column[i], a[j + k * lda]);
-      }
+    });
+    for (int k = 0; k < n_; ++k) write_column(k);
+    return info_;
+  }
+
+  // A square matrix of an order known at compile time: no loop is left.
+  template <int order>
+  vex_int run_unrolled() {
+    unrolled<0, order>([&](auto k) { read_column(k); });
+    unrolled<0, order>([&](auto column) {
+      constexpr int j = decltype(column){};
+      step<j / Lanes::width>(j);
+      unrolled<j + 1, order>([&](auto k) { update<j / Lanes::width>(k, j); });
+    });
+    unrolled<0, order>([&](auto k) { write_column(k); });
+    return info_;
+  }
+
+ private:
+  using Vector = typename Lanes::Vector;
+  using Masks = RowMasks<Lanes>;
+  static constexpr int width = Lanes::width;
+  static constexpr int rows = blocks * width;
+
+  double* column(int k) { return cells_ + k * rows; }
+
+  void read_column(int k) {
+    for (int b = 0; b < blocks; ++b) {
+      Lanes::store(column(k) + b * width, Lanes::read(a_ + k * lda_ + b * width, m_ - b * width));
     }
   }
+
+  void write_column(int k) {
+    for (int b = 0; b < blocks; ++b) {
+      Lanes::write(a_ + k * lda_ + b * width, Lanes::load(column(k) + b * width), m_ - b * width);
+    }
+  }
+
+  // The first row from j on whose magnitude nothing below exceeds. A NaN exceeds nothing and is not exceeded,
+  // as in a scan that replaces its candidate only for a strictly greater one.
+  template <int top>
+  [[gnu::always_inline]] int pivot_row(const Vector (&x)[blocks], int j) {
+    if (column(j)[j] != column(j)[j]) return j;
+    Vector candidates[blocks];
+    Vector best = Lanes::broadcast(-1.0);
+    for (int b = top; b < blocks; ++b) {
+      candidates[b] = Lanes::magnitudes(x[b], Masks::before(j, b * width));
+      best = Lanes::larger(best, candidates[b]);
+    }
+    best = Lanes::largest(best);
+    unsigned rows_of_best = 0;
+    for (int b = top; b < blocks; ++b) {
+      rows_of_best |= Lanes::equal_lanes(candidates[b], best) << (b * width);
+    }
+    return __builtin_ctz(rows_of_best);
+  }
+
+  // x / pivot in the usual case by the reciprocal.
+  template <int top>
+  [[gnu::always_inline]] void scale(Vector (&x)[blocks], double pivot, int j) {
+    if (__builtin_expect(__builtin_fabs(pivot) > safe_minimum, 1)) {
+      const Vector reciprocal = Lanes::broadcast(1.0 / pivot);
+      for (int b = top; b < blocks; ++b) x[b] = Lanes::multiply(x[b], reciprocal);
+    } else if (pivot != 0.0) {
+      for (int b = top; b < blocks; ++b) x[b] = Lanes::divide(x[b], Lanes::broadcast(pivot));
+    } else if (info_ == 0) {
+      info_ = j + 1;
+    }
+  }
+
+  // Everything of column j but the updates to its right; `top` is the block that row j lies in. The blocks
+  // above are finished.
+  template <int top>
+  [[gnu::always_inline]] void step(int j) {
+    Vector x[blocks];
+    for (int b = top; b < blocks; ++b) x[b] = Lanes::load(column(j) + b * width);
+    const int p = pivot_row<top>(x, j);
+    ipiv_[j] = p + 1;
+    pivot_row_ = p;
+    const double pivot = column(j)[p];
+    const Vector diagonal = Lanes::broadcast(pivot);
+    const Vector displaced = Lanes::broadcast(column(j)[j]);
+    for (int b = top; b < blocks; ++b) x[b] = Lanes::select(Masks::only(p, b * width), displaced, x[b]);
+    scale<top>(x, pivot, j);
+    for (int b = top; b < blocks; ++b) {
+      multipliers_[b] = x[b];
+      Vector kept = Lanes::load(column(j) + b * width);
+      if (b == top) {
+        kept = Lanes::select(Masks::only(j, b * width), diagonal, kept);
+        x[b] = Lanes::select(Masks::from(j + 1, b * width), x[b], kept);
+      }
+      Lanes::store(column(j) + b * width, x[b]);
+    }
+    for (int k = 0; k < j; ++k) {
+      const double upper = column(k)[j];
+      column(k)[j] = column(k)[p];
+      column(k)[p] = upper;
+    }
+  }
+
+  // The interchange of step j and its rank-1 update in column k > j.
+  template <int top>
+  [[gnu::always_inline]] void update(int k, int j) {
+    const Vector upper = Lanes::broadcast(column(k)[pivot_row_]);
+    const Vector displaced = Lanes::broadcast(column(k)[j]);
+    for (int b = top; b < blocks; ++b) {
+      Vector x = Lanes::load(column(k) + b * width);
+      x = Lanes::select(Masks::only(pivot_row_, b * width), displaced, x);
+      Vector updated = Lanes::subtract_product(x, multipliers_[b], upper);
+      if (b == top) {
+        x = Lanes::select(Masks::only(j, b * width), upper, x);
+        updated = Lanes::select(Masks::from(j + 1, b * width), updated, x);
+      }
+      Lanes::store(column(k) + b * width, updated);
+    }
+  }
+
+  alignas(64) double cells_[largest_order * rows];
+  Vector multipliers_[blocks];
+  int pivot_row_ = 0;
+  int m_, n_;
+  double* a_;
+  vex_int lda_;
+  vex_int* ipiv_;
+  vex_int info_ = 0;
+};
+
+template <typename Lanes>
+vex_int factor_order_1(const double* a, vex_int* ipiv) {
+  ipiv[0] = 1;
+  return a[0] == 0.0 ? 1 : 0;
+}
+
+// Order 2 divides where the others multiply by a reciprocal: with one multiplier there is nothing to save.
+template <typename Lanes>
+vex_int factor_order_2(double* a, vex_int lda, vex_int* ipiv) {
+  double* const left = a;
+  double* const right = a + lda;
+  const int p = __builtin_fabs(left[1]) > __builtin_fabs(left[0]) ? 1 : 0;
+  const double pivot = left[p];
+  const double upper = right[p];
+  const double multiplier = left[1 - p] / (pivot == 0.0 ? 1.0 : pivot);
+  const double last = Lanes::subtract_product(right[1 - p], multiplier, upper);
+  left[0] = pivot;
+  left[1] = multiplier;
+  right[0] = upper;
+  right[1] = last;
+  ipiv[0] = p + 1;
+  ipiv[1] = 2;
+  if (pivot == 0.0) return 1;
+  return last == 0.0 ? 2 : 0;
+}
+
+// The vectors that `rows` rows need, rounded up to a power of two to keep the instantiations few.
+template <typename Lanes>
+constexpr int blocks_for(int rows) {
+  int blocks = 1;
+  while (blocks * Lanes::width < rows) blocks *= 2;
+  return blocks;
+}
+
+template <typename Lanes, int order>
+[[gnu::noinline]] vex_int factor_order(double* a, vex_int lda, vex_int* ipiv) {
+  if constexpr (order == 1) return factor_order_1<Lanes>(a, ipiv);
+  if constexpr (order == 2) return factor_order_2<Lanes>(a, lda, ipiv);
+  Elimination<Lanes, blocks_for<Lanes>(order)> elimination(order, order, a, lda, ipiv);
+  return elimination.template run_unrolled<order>();
+}
+
+template <typename Lanes, int blocks = 1>
+vex_int factor_any(int m, int n, double* a, vex_int lda, vex_int* ipiv) {
+  if constexpr (blocks * Lanes::width < largest_order) {
+    if (m > blocks * Lanes::width) return factor_any<Lanes, 2 * blocks>(m, n, a, lda, ipiv);
+  }
+  return Elimination<Lanes, blocks>(m, n, a, lda, ipiv).run();
+}
+
+// Returns info. m and n are at most 16.
+template <typename Lanes>
+vex_int factor(vex_int m, vex_int n, double* a, vex_int lda, vex_int* ipiv) {
+  if (m == n) {
+    switch (m) {
+      case 1:
+        return factor_order<Lanes, 1>(a, lda, ipiv);
+      case 2:
+        return factor_order<Lanes, 2>(a, lda, ipiv);
+      case 3:
+        return factor_order<Lanes, 3>(a, lda, ipiv);
+      case 4:
+        return factor_order<Lanes, 4>(a, lda, ipiv);
+      case 5:
+        return factor_order<Lanes, 5>(a, lda, ipiv);
+      case 6:
+        return factor_order<Lanes, 6>(a, lda, ipiv);
+      case 7:
+        return factor_order<Lanes, 7>(a, lda, ipiv);
+      default:
+        break;
+    }
+  }
+  return factor_any<Lanes>(static_cast<int>(m), static_cast<int>(n), a, lda, ipiv);
 }
 
 }  // namespace vex::lapack::small
