@@ -66,7 +66,8 @@ CacheSizes measure_cache_sizes(const Platform& machine) {
     const std::uint32_t partitions = (cache.ebx >> 11 & 0x7FF) + 1;
     const std::uint32_t ways = (cache.ebx >> 22) + 1;
     const std::uint64_t sets = std::uint64_t{cache.ecx} + 1;
-    sizes[++sizes[0]] = std::uint64_t{line * ways * partitions} * sets;
+    const std::uint32_t one_set = line * ways * partitions;  // in 32 bits
+    sizes[++sizes[0]] = one_set * sets;
   }
   return sizes;
 }

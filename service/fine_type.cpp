@@ -30,21 +30,18 @@ int avx_type(const Processor& processor, LevelFlags flags) {
 }  // namespace
 
 FineDetection detect_fine(const Processor& processor, LevelFlags flags) {
-  FineDetection result;
-  if (!processor.korva) {
-    result.type = fine::sse3_or_foreign;
-  } else if (processor.features.all(feature::avx) && !contains(flags, level_flag::avx)) {
-    result.type = avx_type(processor, flags);
-  } else if (processor.features.all(feature::sse4_2)) {
-    result.type = fine::sse42;
-  } else if (processor.features.any(feature::any_sse3)) {
-    result.type = fine::sse3_or_foreign;
-  } else {
-    result.failure_code = 1;
-    result.messages.add(below_minimum_error);
-    result.messages.add(sse3_required_error);
-  }
-  return result;
+  const auto found = [](int type) { return FineDetection{type, 0, {}}; };
+  const FeatureWords& features = processor.features;
+  if (!processor.korva) return found(fine::sse3_or_foreign);
+  if (features.all(feature::avx) && !contains(flags, level_flag::avx))
+    return found(avx_type(processor, flags));
+  if (features.all(feature::sse4_2)) return found(fine::sse42);
+  if (features.any(feature::any_sse3)) return found(fine::sse3_or_foreign);
+
+  FineDetection failure{fine::below_minimum, 1, {}};
+  failure.messages.add(below_minimum_error);
+  failure.messages.add(sse3_required_error);
+  return failure;
 }
 
 FineDetection detect_fine_here() {

@@ -8,7 +8,7 @@
 
 namespace vex::service {
 
-// The flags of this process, a byte each; NOLINTBEGIN(bugprone-reserved-identifier): given names.
+// The flags of this process, a byte each.
 constinit std::atomic<std::uint8_t> _ENABLED_AVX{0};
 constinit std::atomic<std::uint8_t> _ENABLED_AVX2{0};
 constinit std::atomic<std::uint8_t> _ENABLED_AVX2_E1{0};
@@ -18,7 +18,6 @@ constinit std::atomic<std::uint8_t> _ENABLED_AVX512_E2{0};
 constinit std::atomic<std::uint8_t> _ENABLED_AVX512_E3{0};
 constinit std::atomic<std::uint8_t> _ENABLED_AVX512_E4{0};
 constinit std::atomic<std::uint8_t> _ENABLED_AVX512_E5{0};
-// NOLINTEND(bugprone-reserved-identifier)
 
 namespace {
 
@@ -39,63 +38,37 @@ constexpr struct {
     {avx512_e5, &_ENABLED_AVX512_E5},
 };
 
-bool has_sse42(const Processor& p) {
-  return p.features.all(feature::sse4_2);
-}
-bool has_avx(const Processor& p) {
-  return p.features.all(feature::avx);
-}
-bool has_avx2_group(const Processor& p) {
-  return p.features.all(feature::avx2_group);
-}
-bool has_avx512_group(const Processor& p) {
-  return p.features.all(feature::avx512_group);
-}
-bool has_vnni(const Processor& p) {
-  return p.features.all(feature::avx512_vnni);
-}
-bool has_e2_group(const Processor& p) {
-  return p.features.all(feature::avx512_e2_group);
-}
-bool has_bf16(const Processor& p) {
-  return p.avx512_bf16 != 0;
-}
-bool has_fp16(const Processor& p) {
-  return p.avx512_fp16 != 0;
-}
-bool has_avx_vnni(const Processor& p) {
-  return p.avx_vnni != 0;
-}
-bool has_amx_fp16(const Processor& p) {
-  return p.amx_fp16 != 0;
-}
-
 constexpr LevelFlags e1_to_e4 = avx512_e1 | avx512_e2 | avx512_e3 | avx512_e4;
 
 struct Level {
   std::string_view name;
+  std::uint64_t features;         // required, all of them
+  std::int32_t Processor::*fact;  // required to be nonzero, or null
   int level;
-  bool (*required)(const Processor&);
   LevelFlags set;
   LevelFlags cleared;
 };
 
 // Level 8 disables E2 and keeps E3 on purpose: fine detection tests the E levels from the highest down.
 constexpr Level levels[] = {
-    {"SSE4_2", 0, has_sse42, avx | avx2 | avx512 | e1_to_e4 | avx2_e1, avx512_e5},
-    {"AVX", 1, has_avx, avx2 | avx512 | e1_to_e4 | avx2_e1, avx | avx512_e5},
-    {"AVX2", 2, has_avx2_group, avx512 | e1_to_e4 | avx2_e1, avx | avx2 | avx512_e5},
-    {"AVX512", 4, has_avx512_group, e1_to_e4 | avx2_e1, avx | avx2 | avx512 | avx512_e5},
-    {"AVX512_E1", 6, has_vnni, avx512_e2 | avx512_e3 | avx512_e4 | avx2_e1,
+    {"SSE4_2", feature::sse4_2, nullptr, 0, avx | avx2 | avx512 | e1_to_e4 | avx2_e1, avx512_e5},
+    {"AVX", feature::avx, nullptr, 1, avx2 | avx512 | e1_to_e4 | avx2_e1, avx | avx512_e5},
+    {"AVX2", feature::avx2_group, nullptr, 2, avx512 | e1_to_e4 | avx2_e1, avx | avx2 | avx512_e5},
+    {"AVX512", feature::avx512_group, nullptr, 4, e1_to_e4 | avx2_e1, avx | avx2 | avx512 | avx512_e5},
+    {"AVX512_E1", feature::avx512_vnni, nullptr, 6, avx512_e2 | avx512_e3 | avx512_e4 | avx2_e1,
      avx | avx2 | avx512 | avx512_e1 | avx512_e5},
-    {"AVX512_E2", 7, has_e2_group, avx512_e3 | avx512_e4 | avx2_e1,
+    {"AVX512_E2", feature::avx512_e2_group, nullptr, 7, avx512_e3 | avx512_e4 | avx2_e1,
      avx | avx2 | avx512 | avx512_e1 | avx512_e2 | avx512_e5},
-    {"AVX512_E3", 8, has_bf16, avx512_e2 | avx512_e4 | avx2_e1,
+    {"AVX512_E3", 0, &Processor::avx512_bf16, 8, avx512_e2 | avx512_e4 | avx2_e1,
      avx | avx2 | avx512 | avx512_e1 | avx512_e3 | avx512_e5},
-    {"AVX512_E4", 9, has_fp16, avx2_e1, avx | avx2 | avx512 | e1_to_e4 | avx512_e5},
-    {"AVX2_E1", 10, has_avx_vnni, avx512 | e1_to_e4, avx | avx2 | avx2_e1 | avx512_e5},
-    {"AVX512_E5", 11, has_amx_fp16, avx2_e1 | avx512_e5, avx | avx2 | avx512 | e1_to_e4},
+    {"AVX512_E4", 0, &Processor::avx512_fp16, 9, avx2_e1, avx | avx2 | avx512 | e1_to_e4 | avx512_e5},
+    {"AVX2_E1", 0, &Processor::avx_vnni, 10, avx512 | e1_to_e4, avx | avx2 | avx2_e1 | avx512_e5},
+    {"AVX512_E5", 0, &Processor::amx_fp16, 11, avx2_e1 | avx512_e5, avx | avx2 | avx512 | e1_to_e4},
 };
+
+bool has_level(const Processor& processor, const Level& row) {
+  return processor.features.all(row.features) && (row.fact == nullptr || processor.*row.fact != 0);
+}
 
 constexpr bool every_level_settles_every_flag() {
   for (const Level& row : levels)
@@ -152,7 +125,7 @@ CeilingResult ceiling_for_level(const Processor& processor, int level) {
   if (!processor.korva) return result;
   for (const Level& row : levels) {
     if (row.level != level) continue;
-    if (!row.required(processor)) return result;
+    if (!has_level(processor, row)) return result;
     if (level == avx_level) result.messages.add(avx_deprecated_warning);
     result.accepted = true;
     result.flags = row.set;
