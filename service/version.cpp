@@ -48,7 +48,7 @@ constexpr Description descriptions[] = {
     {16, 0, "AVX-512-enabled processors with AMX-FP16"},
 };
 
-constexpr char any_processor[] = "Korva(R) 64 architecture processors";
+constexpr char any_processor[] = "processors of the Korva(R) architecture";
 
 struct TraitQuestion {
   ProcessorTrait trait;
@@ -111,8 +111,8 @@ void vex_serv_get_version_string(char* buffer, int length) {
   char text[vex::service::version_text_capacity];
   VEXGetVerItems(text, sizeof text);
   const std::size_t width = static_cast<std::size_t>(length), shown = std::min(std::strlen(text), width);
-  std::memcpy(buffer, text, shown);
-  std::memset(buffer + shown, ' ', width - shown);
+  std::copy_n(text, shown, buffer);
+  std::fill_n(buffer + shown, width - shown, ' ');
 }
 
 void vex_serv_get_version_string_c(char* buffer, int length) {
