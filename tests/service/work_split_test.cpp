@@ -60,7 +60,8 @@ TEST(WorkSplit, EveryIndexBelongsToExactlyOneThread) {
   for (const vex_int n : lengths)
     for (const vex_int nthr : teams) {
       expect_partition(nthr, n, [&](vex_int t) { return even(t, nthr, n); });
-      for (const vex_int nb : {vex_int{-1}, vex_int{0}, vex_int{1}, vex_int{4}, vex_int{192}, far_end})
+      for (const vex_int nb :
+           {vex_int{-1}, vex_int{0}, vex_int{1}, vex_int{4}, vex_int{192}, vex_int{5} << 59, far_end})
         expect_partition(nthr, n, [&](vex_int t) { return blocks(t, nthr, n, nb); });
       for (const char uplo : {'U', 'u', 'L', 'l', '?'})
         expect_partition(nthr, n, [&](vex_int t) { return triangle(t, nthr, n, uplo); });
