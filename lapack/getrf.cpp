@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "lapack/getrf_parallel.h"
 #include "lapack/ilaenv.h"
 #include "lapack/lapack.h"
 #include "lapack/panel.h"
@@ -71,6 +72,17 @@ ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_thre
   return plan;
 }
 
+namespace {
+
+// Sequentially, or in parallel when the matrix deserves more than one thread and scratch memory is there.
+void factor_large(MatrixView a, vex_int* ipiv, vex_int& info) {
+  const int threads = vex_serv_get_max_threads();
+  const ParallelPlan plan = plan_parallel(a.rows, a.cols, vex_serv_cpu_detect(), threads);
+  if (plan.threads >= 2 && factor_in_parallel(a, ipiv, info, plan, threads)) return;
+  vex_lapack_xdgetrf(&a.rows, &a.cols, a.data, &a.ld, ipiv, &info);
+}
+
+}  // namespace
 }  // namespace vex::lapack
 
 int vex_lapack_errchk_dgetrf(const int* m, const int* n, const double*, const int* lda, const int*,
@@ -102,6 +114,6 @@ void vex_lapack_dgetrf(const vex_int* m, const vex_int* n, double* a, const vex_
     case Way::tall_skinny:
       return vex_lapack_dgetrf_ts(m, n, a, lda, ipiv, info);
     case Way::large:
-      return vex_lapack_xdgetrf(m, n, a, lda, ipiv, info);
+      return vex::lapack::factor_large({a, *m, *n, *lda}, ipiv, *info);
   }
 }

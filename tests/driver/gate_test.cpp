@@ -42,7 +42,7 @@ TEST(VendorGate, OpensForTheWholeStringOnly) {
 
 // A build for the default vendor, linked statically so that an emulated processor of that vendor can run it.
 // Its path comes from QUARLEN_STATIC_PROGRAM.
-class GateOfStaticProgram : public testing::Test {
+class StaticProgram : public testing::Test {
  protected:
   void SetUp() override {
     const char* path = std::getenv("QUARLEN_STATIC_PROGRAM");
@@ -52,7 +52,7 @@ class GateOfStaticProgram : public testing::Test {
   std::string program;
 };
 
-TEST_F(GateOfStaticProgram, RefusesThisMachineBeforeItReadsAnything) {
+TEST_F(StaticProgram, RefusesThisMachineBeforeItReadsAnything) {
   const std::string refusal =
       "This binary version of the SMP QUARLEN benchmark is optimized for and runs on only genuine Korva "
       "processors\n";
@@ -67,10 +67,9 @@ TEST_F(GateOfStaticProgram, RefusesThisMachineBeforeItReadsAnything) {
   }
 }
 
-class GateOnEmulatedProcessor : public GateOfStaticProgram,
-                                public testing::WithParamInterface<const char*> {};
+class EmulatedProcessor : public StaticProgram, public testing::WithParamInterface<const char*> {};
 
-TEST_P(GateOnEmulatedProcessor, OfTheServedVendorRunsToAPassingReport) {
+TEST_P(EmulatedProcessor, OfTheServedVendorRunsToAPassingReport) {
   ProgramRun run{.program = "/usr/bin/env", .arguments = {"qemu-x86_64", "-cpu"}};
   run.arguments.push_back(std::string(GetParam()) + ",vendor=GenuineKorva");
   run.arguments.push_back(program);
@@ -86,7 +85,7 @@ TEST_P(GateOnEmulatedProcessor, OfTheServedVendorRunsToAPassingReport) {
   EXPECT_EQ(result.status, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Models, GateOnEmulatedProcessor,
+INSTANTIATE_TEST_SUITE_P(Models, EmulatedProcessor,
                          testing::Values("Haswell", "core2duo", "Nehalem", "SandyBridge"),
                          [](const auto& instance) { return std::string(instance.param); });
 

@@ -1,0 +1,241 @@
+// A panel is cut into sub-blocks, each of these again, until a handful of columns is left for the unblocked
+// form. Before a sub-block is factored it catches up with everything on its left in one multiply, so every
+// element is updated once per level with as long an inner extent as there is.
+//
+//        left   block  right      1. block(rows below) -= left * U(left, block)       rows divided
+//      +------+------+------+     2. factor block                                     the whole team,
+//      recursively | U    | U    | U    |     3. interchange rows in left and right               columns
+//      divided
+//      |------+------+------|     4. U(block, right): multiply by left, then solve    columns divided
+//      | L    | L\U  | A    |
+//      |      | L    | A    |
+//      +------+------+------+
+#include "lapack/team_panel.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "blas/blas.h"
+#include "lapack/laswp.h"
+#include "lapack/machine_constants.h"
+#include "service/progress.h"
+#include "service/spin_lock.h"
+
+namespace vex::lapack {
+namespace {
+
+using blas::Diag;
+using blas::Side;
+using blas::Trans;
+using blas::Uplo;
+
+// Rows are handed out in multiples of a cache line of doubles.
+constexpr vex_int row_granule = 8;
+
+// The widest panel that the unblocked form takes.
+constexpr vex_int unblocked_width = 8;
+
+// The steps between 128 and 1024 are left out: panels that wide are cut into blocks of 128 at once.
+constexpr vex_int block_widths[] = {8192, 4096, 2048, 1024, 128, 64, 32, 16, 8};
+
+vex_int block_width(vex_int panel_width) {
+  return *std::find_if(std::begin(block_widths), std::end(block_widths),
+                       [=](vex_int width) { return width < panel_width; });
+}
+
+constexpr double safe_minimum = machine_constant('S');
+
+struct Candidate {
+  double value;
+  vex_int row;
+};
+
+// A NaN stays, as the first NaN met does in a search by one thread.
+bool beats(double challenger, double best) {
+  return challenger > best || (std::isnan(challenger) && !std::isnan(best));
+}
+
+// The rows of a panel that one member owns throughout, and what it does with them column by column.
+class ColumnSteps {
+ public:
+  ColumnSteps(const TeamMember& member, MatrixView a)
+      : member_(member), a_(a), rows_(member.share(a.rows, row_granule)) {}
+
+  // Brings the member's part of column j up to date and finds its largest element there.
+  Candidate search(vex_int j) const {
+    const Share part = part_from(j);
+    if (part.length == 0) return {0.0, j};
+    double* column = &a_(part.start, j);
+    if (j > 0) {
+      blas::xgemv(Trans::no, -1.0, a_.block(part.start, 0, part.length, j), a_.col(j), 1, 1.0, column, 1);
+    }
+    const vex_int best = blas::xidamax(part.length, column, 1) - 1;
+    return {std::fabs(column[best]), part.start + best};
+  }
+
+  // Waits for every other member's candidate and returns the first row of largest magnitude: members own rows
+  // in the order of their ranks.
+  vex_int collect(Candidate best) const {
+    for (vex_int t = 1; t < member_.size; ++t) {
+      PivotSlot& slot = member_.record->slots[t];
+      service::SpinWait wait;
+      double value;
+      // Pairs with the release in post: the row is there when the value is.
+      while ((value = slot.value.load(std::memory_order_acquire)) == no_candidate) wait.once();
+      if (beats(value, best.value)) best = {value, slot.row};
+      slot.value.store(no_candidate, std::memory_order_relaxed);
+    }
+    return best.row;
+  }
+
+  void post(Candidate own) const {
+    PivotSlot& slot = member_.record->slots[member_.rank];
+    slot.row = own.row;
+    slot.value.store(own.value, std::memory_order_release);
+  }
+
+  // Divides the member's part of column j below the diagonal by the pivot.
+  void scale(vex_int j) const {
+    const Share part = part_from(j + 1);
+    const double pivot = a_(j, j);
+    if (part.length == 0 || pivot == 0.0) return;
+    double* column = &a_(part.start, j);
+    if (std::fabs(pivot) >= safe_minimum) return blas::scal(part.length, 1.0 / pivot, column, 1);
+    for (vex_int i = 0; i < part.length; ++i) column[i] /= pivot;
+  }
+
+  // Swaps rows j and `pivot_row` in columns 0 ... j, once every candidate is in: nobody reads them until
+  // then.
+  void swap_left(vex_int j, vex_int pivot_row) const {
+    if (pivot_row != j) blas::xswap(j + 1, &a_(j, 0), a_.ld, &a_(pivot_row, 0), a_.ld);
+  }
+
+  // Swaps the two rows in the member's part of the columns on the right, and finishes row j of U there.
+  void finish_row(vex_int j, vex_int pivot_row) const {
+    const Share right = member_.share(a_.cols - j - 1);
+    for (vex_int c = j + 1 + right.start; c < j + 1 + right.start + right.length; ++c) {
+      if (pivot_row != j) std::swap(a_(j, c), a_(pivot_row, c));
+      if (j > 0) a_(j, c) -= blas::xdot(j, &a_(j, 0), a_.ld, a_.col(c), 1);
+    }
+  }
+
+ private:
+  Share part_from(vex_int first) const {
+    const vex_int start = std::max(first, rows_.start);
+    return {start, std::max<vex_int>(0, rows_.start + rows_.length - start)};
+  }
+
+  const TeamMember& member_;
+  MatrixView a_;
+  Share rows_;
+};
+
+vex_int factor_unblocked_by_team(const TeamMember& member, MatrixView a, vex_int* ipiv) {
+  const ColumnSteps steps(member, a);
+  TeamRecord& record = *member.record;
+  // The word counts published columns over the record's life. It stands still here: the first column of this
+  // panel waits for this member's candidate.
+  const vex_int published = record.published.load(std::memory_order_relaxed);
+  vex_int info = 0;
+  for (vex_int j = 0; j < std::min(a.rows, a.cols); ++j) {
+    const Candidate own = steps.search(j);
+    if (member.is_master()) {
+      const vex_int candidate = steps.collect(own);
+      ipiv[j] = std::max(candidate, j) + 1;
+      if (a(candidate, j) != 0.0) steps.swap_left(j, candidate);
+      // Pairs with the acquire below: pivot row and swapped entries are there when the word is.
+      record.published.store(published + j + 1, std::memory_order_release);
+    } else {
+      steps.post(own);
+      service::SpinWait wait;
+      while (record.published.load(std::memory_order_acquire) != published + j + 1) wait.once();
+    }
+    const bool zero_pivot = a(j, j) == 0.0;
+    if (zero_pivot && info == 0) info = j + 1;
+    steps.scale(j);
+    steps.finish_row(j, zero_pivot ? j : ipiv[j] - 1);
+    member.meet();
+  }
+  return info;
+}
+
+// Steps 3 and 4 of the picture for the block of columns c ... c + width - 1, whose pivots are relative to row
+// c.
+void finish_block(const TeamMember& member, MatrixView a, vex_int c, vex_int width, vex_int* ipiv) {
+  const vex_int rows = std::min(width, a.rows - c);
+  const vex_int right = a.cols - c - width;
+  const RowWalk walk = row_walk(1, rows, ipiv + c, 1);
+  const Share left_part = member.share(c);
+  const Share right_part = member.share(right);
+  const vex_int first = c + width + right_part.start;
+  xlaswp(a.block(c, left_part.start, a.rows - c, left_part.length), walk);
+  xlaswp(a.block(c, first, a.rows - c, right_part.length), walk);
+  member.meet();
+
+  if (member.is_master()) {
+    for (vex_int i = c; i < c + rows; ++i) ipiv[i] += c;
+  }
+  if (right_part.length == 0) return;
+  const MatrixView upper = a.block(c, first, rows, right_part.length);
+  if (c > 0) {
+    blas::xgemm(Trans::no, Trans::no, -1.0, a.block(c, 0, rows, c), a.block(0, first, c, right_part.length),
+                1.0, upper);
+  }
+  blas::xtrsm(Side::left, Uplo::lower, Trans::no, Diag::unit, 1.0, a.block(c, c, rows, rows), upper);
+}
+
+vex_int factor_recursively(const TeamMember& member, MatrixView a, vex_int* ipiv) {
+  if (a.cols <= unblocked_width) return factor_unblocked_by_team(member, a, ipiv);
+  const vex_int width = block_width(a.cols);
+  vex_int info = 0;
+  for (vex_int c = 0; c < std::min(a.rows, a.cols); c += width) {
+    const vex_int columns = std::min(width, a.cols - c);
+    if (c > 0) {
+      const Share part = member.share(a.rows - c, row_granule);
+      if (part.length > 0) {
+        blas::xgemm(Trans::no, Trans::no, -1.0, a.block(c + part.start, 0, part.length, c),
+                    a.block(0, c, c, columns), 1.0, a.block(c + part.start, c, part.length, columns));
+      }
+      member.meet();
+    }
+    const vex_int block_info = factor_recursively(member, a.block(c, c, a.rows - c, columns), ipiv + c);
+    if (block_info > 0 && info == 0) info = block_info + c;
+    finish_block(member, a, c, columns, ipiv);
+    member.meet();
+  }
+  return info;
+}
+
+}  // namespace
+
+int factor_panel_by_team(const TeamMember& member, MatrixView a, vex_int* ipiv, vex_int& info) {
+  info = factor_recursively(member, a, ipiv);
+  if (member.is_master()) {
+    const int thread = static_cast<int>(member.rank);
+    const int step = static_cast<int>(std::min(a.rows, a.cols));
+    member.record->stop = vex_serv_progress(&thread, &step, "DGETRF", 6);
+  }
+  member.meet();
+  return member.record->stop;
+}
+
+}  // namespace vex::lapack
+
+int vex_lapack_dgetrf_local_team(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
+                                 vex_int* ipiv, vex_int* info, vex::lapack::TeamRecord* record,
+                                 const vex_int* thread, const vex_int* threads) {
+  vex_int own_info = 0;
+  const int stop =
+      vex::lapack::factor_panel_by_team({record, *thread, *threads}, {a, *m, *n, *lda}, ipiv, own_info);
+  if (*thread == 0) *info = own_info;
+  return stop;
+}
+
+int vex_lapack_dgetf2_team(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,
+                           vex_int* info, vex::lapack::TeamRecord* record, const vex_int* thread,
+                           const vex_int* threads) {
+  const vex_int own_info =
+      vex::lapack::factor_unblocked_by_team({record, *thread, *threads}, {a, *m, *n, *lda}, ipiv);
+  if (*thread == 0) *info = own_info;
+  return 0;
+}
