@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "driver/report.h"
+#include "service/system_allocator.h"
 
 namespace vex::driver {
 namespace {
@@ -50,6 +51,7 @@ void* obtain_block(const Configuration& run, const char* program) {
     print(block_not_obtained, program);
     std::exit(-1);
   }
+  service::advise_huge_pages(block, largest.bytes);
   return block;
 }
 

@@ -42,7 +42,7 @@ TEST(VendorGate, OpensForTheWholeStringOnly) {
 
 // A build for the default vendor, linked statically so that an emulated processor of that vendor can run it.
 // Its path comes from QUARLEN_STATIC_PROGRAM.
-class StaticProgram : public testing::Test {
+class GateOfStaticProgram : public testing::Test {
  protected:
   void SetUp() override {
     const char* path = std::getenv("QUARLEN_STATIC_PROGRAM");
@@ -52,7 +52,7 @@ class StaticProgram : public testing::Test {
   std::string program;
 };
 
-TEST_F(StaticProgram, RefusesThisMachineBeforeItReadsAnything) {
+TEST_F(GateOfStaticProgram, RefusesThisMachineBeforeItReadsAnything) {
   const std::string refusal =
       "This binary version of the SMP QUARLEN benchmark is optimized for and runs on only genuine Korva "
       "processors\n";
@@ -67,9 +67,10 @@ TEST_F(StaticProgram, RefusesThisMachineBeforeItReadsAnything) {
   }
 }
 
-class EmulatedProcessor : public StaticProgram, public testing::WithParamInterface<const char*> {};
+class GateOnEmulatedProcessor : public GateOfStaticProgram,
+                                public testing::WithParamInterface<const char*> {};
 
-TEST_P(EmulatedProcessor, OfTheServedVendorRunsToAPassingReport) {
+TEST_P(GateOnEmulatedProcessor, OfTheServedVendorRunsToAPassingReport) {
   ProgramRun run{.program = "/usr/bin/env", .arguments = {"qemu-x86_64", "-cpu"}};
   run.arguments.push_back(std::string(GetParam()) + ",vendor=GenuineKorva");
   run.arguments.push_back(program);
@@ -85,7 +86,7 @@ TEST_P(EmulatedProcessor, OfTheServedVendorRunsToAPassingReport) {
   EXPECT_EQ(result.status, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Models, EmulatedProcessor,
+INSTANTIATE_TEST_SUITE_P(Models, GateOnEmulatedProcessor,
                          testing::Values("Haswell", "core2duo", "Nehalem", "SandyBridge"),
                          [](const auto& instance) { return std::string(instance.param); });
 

@@ -202,7 +202,7 @@ TEST_F(SafeString, PrintedTextMissesItsStream) {
     EXPECT_EQ(vex_serv_fprintf_stderr_s("%c", 'e'), 1);
     EXPECT_EQ(vex_serv_fprintf_s(stderr, "%%"), 1);
     EXPECT_EQ(vex_serv_fprintf_s(nullptr, "a"), -EINVAL);
-    EXPECT_EQ(vex_serv_printf_s(null_format), -EINVAL);
+    EXPECT_EQ(vex_serv_printf_s(null_format, 1), -EINVAL);
     EXPECT_EQ(vex_serv_printf_s(wild, nullptr), -EINVAL);
     if (testing::Test::HasFailure()) std::exit(1);
   });
