@@ -44,6 +44,7 @@ void expect_partition(vex_int nthr, vex_int n, const std::function<Share(vex_int
     ASSERT_TRUE(s.length == 0 || s.start == next)
         << "thread " << t << " of " << nthr << ", n " << n << ": " << s;
     ASSERT_GE(s.length, 0);
+    ASSERT_LE(s.length, n - next);
     next += s.length;
   }
   ASSERT_EQ(next, n);
