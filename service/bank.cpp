@@ -38,28 +38,26 @@ void empty(Bank& bank, Slot& slot) {
   system_release(block);
 }
 
-// What a scan of the slots that are not in use turns up.
+// The slots that might serve a request which none fits exactly.
 struct Candidates {
-  Slot* exact = nullptr;
   Slot* smallest_larger = nullptr;
   Slot* first_smaller = nullptr;
   Slot* first_empty = nullptr;
 };
+
+// Acquire pairs with the stores in give_back and give_back_own: what the last user did to the block is over.
+bool waits(const Slot& slot) {
+  return slot.system_block && !slot.in_use.load(std::memory_order_acquire);
+}
 
 Candidates scan(Slot (&slots)[Bank::most_slots], std::size_t need) {
   Candidates found;
   for (Slot& slot : slots) {
     if (!slot.system_block) {
       if (!found.first_empty) found.first_empty = &slot;
+    } else if (!waits(slot)) {
       continue;
-    }
-    // Acquire pairs with the exchange in give_back: what the last user did to the block is over.
-    if (slot.in_use.load(std::memory_order_acquire)) continue;
-    if (slot.capacity == need) {
-      found.exact = &slot;
-      return found;
-    }
-    if (slot.capacity < need) {
+    } else if (slot.capacity < need) {
       if (!found.first_smaller) found.first_smaller = &slot;
     } else if (!found.smallest_larger || slot.capacity < found.smallest_larger->capacity) {
       found.smallest_larger = &slot;
@@ -68,12 +66,21 @@ Candidates scan(Slot (&slots)[Bank::most_slots], std::size_t need) {
   return found;
 }
 
+Slot* slot_of(Bank& bank, const void* block) {
+  for (Slot& slot : bank.slots) {
+    if (slot.address.load(std::memory_order_relaxed) == block) return &slot;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 Taken Bank::take(std::size_t size, std::size_t alignment) {
   const std::size_t need = size + alignment;
+  for (Slot& slot : slots) {
+    if (slot.capacity == need && waits(slot)) return {hand_out(slot, size, alignment), false};
+  }
   const Candidates found = scan(slots, need);
-  if (found.exact) return {hand_out(*found.exact, size, alignment), false};
   if (found.smallest_larger) return {hand_out(*found.smallest_larger, size, alignment), false};
   Slot* slot = found.first_empty ? found.first_empty : found.first_smaller;
   if (!slot) return {nullptr, true};
@@ -83,14 +90,18 @@ Taken Bank::take(std::size_t size, std::size_t alignment) {
 }
 
 bool Bank::give_back(void* block) {
-  for (Slot& slot : slots) {
-    if (slot.address.load(std::memory_order_relaxed) != block) continue;
-    // Sequentially consistent together with three others: the caller next looks whether the owner has ended,
-    // and an ending owner first says so and then looks at this flag. One of the two sees the other's word.
-    slot.in_use.exchange(false, std::memory_order_seq_cst);
-    return true;
-  }
-  return false;
+  Slot* slot = slot_of(*this, block);
+  // Sequentially consistent together with three others: the caller next looks whether the owner has ended,
+  // and an ending owner first says so and then looks at this flag. One of the two sees the other's word.
+  if (slot) slot->in_use.store(false, std::memory_order_seq_cst);
+  return slot != nullptr;
+}
+
+bool Bank::give_back_own(void* block) {
+  Slot* slot = slot_of(*this, block);
+  // Release pairs with the walker's look. Nothing more is needed, since this thread does not end meanwhile.
+  if (slot) slot->in_use.store(false, std::memory_order_release);
+  return slot != nullptr;
 }
 
 std::size_t Bank::capacity() const {

@@ -36,6 +36,8 @@ struct Bank {
   // by any thread that was given the block, whatever the owner is doing: the slot of a block in use does not
   // change.
   bool give_back(void* block);
+  // The same by the bank's own thread.
+  bool give_back_own(void* block);
 
   // The capacities of all blocks, in use or not.
   std::size_t capacity() const;

@@ -11,10 +11,10 @@ namespace {
 
 constexpr std::size_t largest_cached = std::size_t{128} << 20;
 
-// Gives the block back to the bank that it is from; false when that is not this record's.
+// Gives the block back to another thread's bank; false when it is not from there.
 bool release_into(ThreadRecord& record, void* block) {
   if (!record.bank.give_back(block)) return false;
-  // Sequentially consistent after the flag's exchange; see Bank::give_back.
+  // Sequentially consistent after the flag; see Bank::give_back.
   if (record.state.load(std::memory_order_seq_cst) == RecordState::ended) {
     const RegistryStop stop;
     // Somebody else may have seen to it in the meantime.
@@ -25,7 +25,8 @@ bool release_into(ThreadRecord& record, void* block) {
 
 bool release_into_any(void* block) {
   ThreadRecord* own = own_record();
-  if (own && release_into(*own, block)) return true;
+  // Should the process be shutting down at this moment, the block waits for vex_serv_free_buffers.
+  if (own && own->bank.give_back_own(block)) return true;
   return any_record([&](ThreadRecord& record) { return &record != own && release_into(record, block); });
 }
 

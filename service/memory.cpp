@@ -3,7 +3,6 @@
 //   system address | ... padding ... | header (24 bytes) | the block, aligned
 #include "service/memory.h"
 
-#include <bit>
 #include <cstdint>
 #include <cstring>
 
@@ -21,8 +20,6 @@ struct BlockHeader {
 };
 static_assert(sizeof(BlockHeader) == 24);
 
-constexpr std::size_t smallest_alignment = 64;
-
 BlockHeader& header_of(void* block) {
   return static_cast<BlockHeader*>(block)[-1];
 }
@@ -32,10 +29,6 @@ std::size_t size_of(const BlockHeader& header) {
 }
 
 }  // namespace
-
-std::size_t effective_alignment(std::size_t alignment) {
-  return alignment < smallest_alignment || !std::has_single_bit(alignment) ? smallest_alignment : alignment;
-}
 
 }  // namespace vex::service
 
@@ -68,7 +61,7 @@ void* vex_serv_calloc(std::size_t count, std::size_t size, std::size_t alignment
 }
 
 void* vex_serv_realloc(void* block, std::size_t size) {
-  if (!block) return vex_serv_malloc(size, smallest_alignment);
+  if (!block) return vex_serv_malloc(size, effective_alignment(0));
   const BlockHeader& header = header_of(block);
   void* moved = vex_serv_malloc(size, header.alignment);
   if (!moved) return nullptr;

@@ -1,6 +1,7 @@
 // Plain aligned blocks.
 #pragma once
 
+#include <bit>
 #include <cstddef>
 
 #include "vex.h"
@@ -23,6 +24,8 @@ namespace vex::service {
 inline constexpr std::size_t largest_alignment = std::size_t{1} << 31;
 
 // The alignment that a request for `alignment` is served with.
-std::size_t effective_alignment(std::size_t alignment);
+inline std::size_t effective_alignment(std::size_t alignment) {
+  return alignment < 64 || !std::has_single_bit(alignment) ? 64 : alignment;
+}
 
 }  // namespace vex::service

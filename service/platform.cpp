@@ -93,13 +93,16 @@ bool directory_of(const char* path, char* buffer, std::size_t capacity) {
   return true;
 }
 
+// The program itself comes first in the loader's list; it names an interpreter when it needs one to be put
+// together with its shared objects, the C library among them.
 bool real_libc_is_shared() {
-  const auto is_libc = [](dl_phdr_info* object, std::size_t, void*) -> int {
-    const char* slash = std::strrchr(object->dlpi_name, '/');
-    const char* name = slash ? slash + 1 : object->dlpi_name;
-    return std::strncmp(name, "libc.so", 7) == 0 || std::strncmp(name, "libc-", 5) == 0;
+  const auto has_interpreter = [](dl_phdr_info* program, std::size_t, void*) -> int {
+    for (int i = 0; i < program->dlpi_phnum; ++i) {
+      if (program->dlpi_phdr[i].p_type == PT_INTERP) return 1;
+    }
+    return -1;
   };
-  return dl_iterate_phdr(is_libc, nullptr) != 0;
+  return dl_iterate_phdr(has_interpreter, nullptr) == 1;
 }
 
 void* real_load_library(const char* path) {
@@ -114,18 +117,21 @@ void real_unload_library(void* library) {
   if (dlclose) dlclose(library);
 }
 
-bool real_library_directory(char* buffer, std::size_t capacity) {
-  Dl_info info;
-  return dladdr && dladdr(&real_platform, &info) && info.dli_fname &&
-         directory_of(info.dli_fname, buffer, capacity);
-}
-
 bool real_program_directory(char* buffer, std::size_t capacity) {
   char path[PATH_MAX];
   const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
   if (length < 1) return false;
   path[length] = 0;
   return directory_of(path, buffer, capacity);
+}
+
+// A library that is linked into the program is known by the name that the program was started with, which
+// says nothing once the working directory has changed.
+bool real_library_directory(char* buffer, std::size_t capacity) {
+  Dl_info info;
+  if (!dladdr || !dladdr(&real_platform, &info) || !info.dli_fname) return false;
+  if (info.dli_fname[0] != '/') return real_program_directory(buffer, capacity);
+  return directory_of(info.dli_fname, buffer, capacity);
 }
 
 void* real_map_pages(std::size_t bytes) {

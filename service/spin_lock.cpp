@@ -9,13 +9,7 @@
 extern "C" {
 
 int vex_serv_trylock(std::int32_t* word) {
-  std::atomic_ref<std::int32_t> lock(*word);
-  // Looking first keeps the waiters' copies of the cache line shared until there is something to win. The
-  // look itself orders nothing.
-  if (lock.load(std::memory_order_relaxed) != 0) return 0;
-  std::int32_t free = 0;
-  // Acquire pairs with the release in vex_serv_unlock: the new holder sees all that the last one wrote.
-  return lock.compare_exchange_strong(free, 1, std::memory_order_acquire, std::memory_order_relaxed);
+  return vex::service::try_lock(*word);
 }
 
 void vex_serv_lock(std::int32_t* word) {
@@ -24,8 +18,7 @@ void vex_serv_lock(std::int32_t* word) {
 }
 
 void vex_serv_unlock(std::int32_t* word) {
-  // Pairs with the acquire in vex_serv_trylock.
-  std::atomic_ref<std::int32_t>(*word).store(0, std::memory_order_release);
+  vex::service::unlock(*word);
 }
 
 void vex_serv_thread_yield() {

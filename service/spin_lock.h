@@ -1,6 +1,7 @@
 // The library's one lock: a 32-bit word, 0 free and 1 held.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 extern "C" {
@@ -14,6 +15,23 @@ std::int64_t vex_serv_cmpxchg(std::int64_t* target, std::int64_t expected, std::
 }
 
 namespace vex::service {
+
+// The two below in line, for where a call would be felt.
+
+inline bool try_lock(std::int32_t& word) {
+  std::atomic_ref<std::int32_t> lock(word);
+  // Looking first keeps the waiters' copies of the cache line shared until there is something to win. The
+  // look itself orders nothing.
+  if (lock.load(std::memory_order_relaxed) != 0) return false;
+  std::int32_t free = 0;
+  // Acquire pairs with the release in unlock: the new holder sees all that the last one wrote.
+  return lock.compare_exchange_strong(free, 1, std::memory_order_acquire, std::memory_order_relaxed);
+}
+
+inline void unlock(std::int32_t& word) {
+  // Pairs with the acquire in try_lock.
+  std::atomic_ref<std::int32_t>(word).store(0, std::memory_order_release);
+}
 
 // How every wait inside the library passes its time: the first 5000 failed checks follow each other at once,
 // and before each further one the processor is offered to somebody else, so that a machine with many more

@@ -12,14 +12,12 @@
 #include "service/verbose.h"
 
 namespace vex::service {
+
+constinit MemorySettings memory_settings;
+
 namespace {
 
 constinit std::int32_t init_lock = 0;
-constinit std::atomic<bool> initialised{false};
-// Both are written before `initialised` and never after it.
-constinit bool cache_disabled = false;
-constinit bool internal_allocator = false;
-
 constexpr std::size_t huge_page = std::size_t{2} << 20;
 
 struct SystemHeader {
@@ -40,19 +38,21 @@ void* heap_obtain(std::size_t bytes) {
 bool read_settings() {
   char value[64];
   // Any value counts, also one that does not fit.
-  if (vex_serv_getenv("VEX_DISABLE_FAST_MM", value, sizeof value) != 0) cache_disabled = true;
+  if (vex_serv_getenv("VEX_DISABLE_FAST_MM", value, sizeof value) != 0) memory_settings.cache_disabled = true;
   vex_serv_getenv("VEX_FAST_MEMORY_LIMIT", value, sizeof value);
-  internal_allocator = platform().allocator_is_libcs();
+  memory_settings.internal_allocator = platform().allocator_is_libcs();
   return find_fast_memory(parse_fast_memory_limit(value));
 }
 
-void initialise() {
+}  // namespace
+
+void fix_memory_settings() {
   bool library_rejected = false;
   {
     SpinGuard guard(init_lock);
-    if (initialised.load(std::memory_order_relaxed)) return;
+    if (memory_settings.fixed.load(std::memory_order_relaxed)) return;
     library_rejected = !read_settings();
-    initialised.store(true, std::memory_order_release);  // pairs with the acquire in mm_init
+    memory_settings.fixed.store(true, std::memory_order_release);  // pairs with the acquire in mm_init
   }
   // Said with the lock released: finding out whether to say it may need memory.
   if (library_rejected && *vex_serv_verbose_mode() > 0) {
@@ -60,29 +60,19 @@ void initialise() {
   }
 }
 
-}  // namespace
-
-void mm_init() {
-  if (!initialised.load(std::memory_order_acquire)) initialise();
-}
-
-bool buffer_cache_disabled() {
-  return cache_disabled;
-}
-
 bool disable_buffer_cache() {
   SpinGuard guard(init_lock);
-  if (initialised.load(std::memory_order_relaxed)) return false;
-  cache_disabled = true;
+  if (memory_settings.fixed.load(std::memory_order_relaxed)) return false;
+  memory_settings.cache_disabled = true;
   return true;
 }
 
 void* system_obtain(std::size_t bytes) {
-  return internal_allocator ? mm_internal_malloc(bytes) : heap_obtain(bytes);
+  return memory_settings.internal_allocator ? mm_internal_malloc(bytes) : heap_obtain(bytes);
 }
 
 void system_release(void* block) {
-  internal_allocator ? mm_internal_free(block) : platform().system_free(block);
+  memory_settings.internal_allocator ? mm_internal_free(block) : platform().system_free(block);
 }
 
 void* mm_internal_malloc(std::size_t bytes) {

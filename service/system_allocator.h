@@ -3,6 +3,7 @@
 // them.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 extern "C" {
@@ -14,10 +15,26 @@ int vex_serv_set_memory_limit(int type, std::size_t limit);
 
 namespace vex::service {
 
-// Reads the settings and chooses the allocator, once. Every entry of the memory rooms begins with it.
-void mm_init();
+struct MemorySettings {
+  std::atomic<bool> fixed{false};
+  // Written before `fixed` and never after it.
+  bool cache_disabled = false;
+  bool internal_allocator = false;
+};
+extern constinit MemorySettings memory_settings;
 
-bool buffer_cache_disabled();
+// Reads the settings and chooses the allocator, once.
+void fix_memory_settings();
+
+// Every entry of the memory rooms begins with it. Acquire pairs with the release in fix_memory_settings.
+inline void mm_init() {
+  if (!memory_settings.fixed.load(std::memory_order_acquire)) fix_memory_settings();
+}
+
+inline bool buffer_cache_disabled() {
+  return memory_settings.cache_disabled;
+}
+
 // False when the settings are fixed already.
 bool disable_buffer_cache();
 

@@ -1,39 +1,27 @@
-// The records, how threads come by them and lose them, and how everybody is stopped.
+// How threads come by their records and lose them, how everybody is stopped, and what stays when a thread
+// ends.
 #include "service/thread_registry.h"
 
 #include <pthread.h>
 
-#include <bit>
-#include <new>
-
 #include "service/cleanup.h"
-#include "service/spin_lock.h"
-#include "service/system_allocator.h"
 
 namespace vex::service {
+
+constinit RegistryGate registry_gate;
+constinit thread_local OwnIdentity own_identity;
+
 namespace {
 
-constexpr std::size_t first_records = 1024;
-constexpr std::size_t most_segments = 53;
+// Owners of records past the first 1024 that are in their sections.
+constinit std::atomic<std::int32_t> later_inside{0};
 
-constinit ThreadRecord first[first_records]{};
-// Segment s holds the 1024 * 2^s records from index 1024 * 2^s on; segments stay until the process ends.
-constinit std::atomic<ThreadRecord*> segments[most_segments]{};
-
-struct Registry {
-  std::int32_t word = 0;                      // held while the registry is stopped or a record changes hands
-  std::atomic<std::int32_t> later_inside{0};  // owners of records past the first 1024 in their sections
-  std::atomic<std::size_t> count{0};          // records that ever had an owner; grows under the word
-  std::uint32_t vacant = 0;                   // index + 1 of the first vacant record; under the word
-  // Identities of an earlier generation are void. Changes while the registry is stopped.
-  std::atomic<std::uint32_t> generation{1};
-  // Plain blocks of ended threads and of threads that could not get a record.
-  std::atomic<std::int64_t> plain_bytes{0};
-  std::atomic<std::int64_t> plain_blocks{0};
+// Plain blocks of ended threads and of threads that could not get a record.
+struct PlainBlocks {
+  std::atomic<std::int64_t> bytes{0};
+  std::atomic<std::int64_t> blocks{0};
 };
-constinit Registry registry;
-
-constinit thread_local std::uint64_t own_identity = 0;
+constinit PlainBlocks process_blocks;
 
 struct ThreadEnd {
   std::int32_t lock = 0;
@@ -47,89 +35,25 @@ constexpr std::uint64_t identity_of(std::uint32_t generation, std::uint32_t inde
   return std::uint64_t{generation} << 32 | (index + 1);
 }
 
-// Pairs with the release in vex_serv_unlock: what a walker did is over once the word reads 0.
-bool stopped() {
-  return std::atomic_ref<std::int32_t>(registry.word).load(std::memory_order_acquire) != 0;
+constexpr std::size_t index_of(std::uint64_t identity) {
+  return static_cast<std::uint32_t>(identity) - std::size_t{1};
 }
 
 bool try_enter(ThreadRecord& record) {
-  if (record.index < first_records) return vex_serv_trylock(&record.lock_word);
+  if (record.index < first_records) return try_lock(record.lock_word);
   // Read-modify-writes of one counter by owner and walker: either the walker's comes first, and then the
-  // owner sees the registry's word held, or the walker sees the owner inside.
-  registry.later_inside.fetch_add(1, std::memory_order_acq_rel);
-  if (!stopped()) return true;
-  registry.later_inside.fetch_sub(1, std::memory_order_release);
+  // owner sees the gate closed, or the walker sees the owner inside.
+  later_inside.fetch_add(1, std::memory_order_acq_rel);
+  if (!registry_gate.closed()) return true;
+  later_inside.fetch_sub(1, std::memory_order_release);
   return false;
-}
-
-void enter(ThreadRecord& record) {
-  SpinWait wait;
-  // A first look at the registry's word lets a walker through that would otherwise race for this record's
-  // word.
-  while (stopped() || !try_enter(record)) wait.once();
-}
-
-void leave(ThreadRecord& record) {
-  if (record.index < first_records) {
-    vex_serv_unlock(&record.lock_word);
-  } else {
-    registry.later_inside.fetch_sub(1, std::memory_order_release);  // pairs with the walker's waiting look
-  }
-}
-
-int segment_of(std::size_t index) {
-  return std::bit_width(index) - std::bit_width(first_records);
-}
-
-bool make_segment(int segment) {
-  const std::size_t length = first_records << segment;
-  void* memory = system_obtain(length * sizeof(ThreadRecord) + alignof(ThreadRecord));
-  if (!memory) return false;
-  const std::size_t mask = alignof(ThreadRecord) - 1;
-  auto* records = reinterpret_cast<ThreadRecord*>((reinterpret_cast<std::uintptr_t>(memory) + mask) & ~mask);
-  for (std::size_t i = 0; i < length; ++i) new (&records[i]) ThreadRecord{};
-  segments[segment].store(records, std::memory_order_release);  // pairs with mm_vector_fetch
-  return true;
-}
-
-// The three below: with the registry's word held.
-
-ThreadRecord* append_record() {
-  const std::size_t index = registry.count.load(std::memory_order_relaxed);
-  if (index >= first_records) {
-    const std::size_t segment = segment_of(index);
-    if (segment >= most_segments) return nullptr;
-    if (!segments[segment].load(std::memory_order_relaxed) && !make_segment(segment)) return nullptr;
-  }
-  ThreadRecord* record = mm_vector_fetch(index);
-  record->index = static_cast<std::uint32_t>(index);
-  registry.count.store(index + 1, std::memory_order_release);  // pairs with record_count
-  return record;
-}
-
-ThreadRecord* occupy_record() {
-  ThreadRecord* record;
-  if (registry.vacant != 0) {
-    record = mm_vector_fetch(registry.vacant - 1);
-    registry.vacant = record->next_vacant;
-  } else {
-    record = append_record();
-  }
-  if (record) record->state.store(RecordState::live, std::memory_order_relaxed);
-  return record;
-}
-
-void vacate(ThreadRecord& record) {
-  record.state.store(RecordState::vacant, std::memory_order_relaxed);
-  record.next_vacant = registry.vacant;
-  registry.vacant = record.index + 1;
 }
 
 void end_record(const RegistryStop& stop, ThreadRecord& record) {
   // Exchanged, since a thread that outlives its identity may still be adding.
-  registry.plain_bytes.fetch_add(record.plain_bytes.exchange(0, std::memory_order_relaxed),
+  process_blocks.bytes.fetch_add(record.plain_bytes.exchange(0, std::memory_order_relaxed),
                                  std::memory_order_relaxed);
-  registry.plain_blocks.fetch_add(record.plain_blocks.exchange(0, std::memory_order_relaxed),
+  process_blocks.blocks.fetch_add(record.plain_blocks.exchange(0, std::memory_order_relaxed),
                                   std::memory_order_relaxed);
   // Before the flags of the bank are looked at; see Bank::give_back.
   record.state.store(RecordState::ended, std::memory_order_seq_cst);
@@ -141,7 +65,7 @@ void end_record(const RegistryStop& stop, ThreadRecord& record) {
 void shut_down(void*) {
   const RegistryStop stop;
   thread_end.shutdown_registered.store(false, std::memory_order_relaxed);
-  registry.generation.fetch_add(1, std::memory_order_relaxed);
+  registry_gate.generation.fetch_add(1, std::memory_order_relaxed);
   for_each_record([&](ThreadRecord& record) {
     if (record.state.load(std::memory_order_relaxed) == RecordState::live) end_record(stop, record);
   });
@@ -175,59 +99,39 @@ ThreadRecord* register_thread() {
   ThreadRecord* record;
   std::uint32_t generation;
   {
-    SpinGuard guard(registry.word);
+    SpinGuard guard(registry_gate.word);
     record = occupy_record();
     if (!record) return nullptr;
-    generation = registry.generation.load(std::memory_order_relaxed);
+    generation = registry_gate.generation.load(std::memory_order_relaxed);
   }
   if (mm_set_tinfo(identity_of(generation, record->index))) return record;
-  SpinGuard guard(registry.word);
+  SpinGuard guard(registry_gate.word);
   // After a shutdown in between the record is vacant already, or another thread's.
-  if (generation == registry.generation.load(std::memory_order_relaxed)) vacate(*record);
+  if (generation == registry_gate.generation.load(std::memory_order_relaxed)) vacate_record(*record);
   return nullptr;
 }
 
 }  // namespace
 
 std::uint64_t mm_get_tinfo() {
-  return own_identity;
+  return own_identity.identity;
 }
 
 bool mm_set_tinfo(std::uint64_t identity) {
   // The identity is the key's value as it is; nothing is allocated for it.
   static_assert(sizeof(void*) == sizeof identity);
   if (pthread_setspecific(thread_end.key, reinterpret_cast<void*>(identity)) != 0) return false;
-  own_identity = identity;
+  own_identity = {identity, mm_vector_fetch(index_of(identity))};
   return true;
 }
 
 void mm_cleanup_thread_cbk(void* ending) {
   const auto identity = reinterpret_cast<std::uint64_t>(ending);
-  own_identity = 0;  // should this thread's other destructors come here again, it gets a new one
+  own_identity = {};  // should this thread's other destructors come here again, it gets a new one
   const RegistryStop stop;
-  if (identity >> 32 != registry.generation.load(std::memory_order_relaxed)) return;
-  ThreadRecord* record = mm_vector_fetch(static_cast<std::uint32_t>(identity) - std::size_t{1});
+  if (identity >> 32 != registry_gate.generation.load(std::memory_order_relaxed)) return;
+  ThreadRecord* record = mm_vector_fetch(index_of(identity));
   if (record) end_record(stop, *record);
-}
-
-ThreadRecord* mm_vector_fetch(std::size_t index) {
-  if (index < first_records) return &first[index];
-  const std::size_t segment = segment_of(index);
-  if (segment >= most_segments) return nullptr;
-  // Pairs with the release in make_segment.
-  ThreadRecord* records = segments[segment].load(std::memory_order_acquire);
-  return records ? &records[index - (first_records << segment)] : nullptr;
-}
-
-std::size_t record_count() {
-  return registry.count.load(std::memory_order_acquire);
-}
-
-ThreadRecord* own_record() {
-  // An identity is only compared with a generation that this thread, at the latest when it entered its
-  // section, knows of.
-  if (own_identity >> 32 != registry.generation.load(std::memory_order_relaxed)) return nullptr;
-  return mm_vector_fetch(static_cast<std::uint32_t>(own_identity) - std::size_t{1});
 }
 
 ThreadRecord* own_record_or_new() {
@@ -235,46 +139,45 @@ ThreadRecord* own_record_or_new() {
   return record ? record : register_thread();
 }
 
-OwnerSection::OwnerSection() {
+ThreadRecord* OwnerSection::enter() {
   while (ThreadRecord* record = own_record_or_new()) {
-    enter(*record);
-    // The generation stands still inside. If it changed on the way in, the record may be another thread's by
-    // now.
-    if (own_record() == record) {
-      record_ = record;
-      return;
-    }
+    SpinWait wait;
+    // A first look at the gate lets a walker through that would otherwise race for this record's word.
+    while (registry_gate.closed() || !try_enter(*record)) wait.once();
+    if (!own_identity.is_void()) return record;
     leave(*record);
   }
+  return nullptr;
 }
 
-OwnerSection::~OwnerSection() {
-  if (record_) leave(*record_);
+void OwnerSection::leave_late() {
+  later_inside.fetch_sub(1, std::memory_order_release);  // pairs with the walker's waiting look
 }
 
 RegistryStop::RegistryStop() {
-  vex_serv_lock(&registry.word);
+  vex_serv_lock(&registry_gate.word);
   const std::size_t count = record_count();
-  for (std::size_t i = 0; i < count && i < first_records; ++i) vex_serv_lock(&first[i].lock_word);
+  for (std::size_t i = 0; i < count && i < first_records; ++i) vex_serv_lock(&mm_vector_fetch(i)->lock_word);
   SpinWait wait;
   // Adding nothing, rather than loading; see try_enter.
-  while (registry.later_inside.fetch_add(0, std::memory_order_acq_rel) != 0) wait.once();
+  while (later_inside.fetch_add(0, std::memory_order_acq_rel) != 0) wait.once();
 }
 
 RegistryStop::~RegistryStop() {
   const std::size_t count = record_count();
-  for (std::size_t i = 0; i < count && i < first_records; ++i) vex_serv_unlock(&first[i].lock_word);
-  vex_serv_unlock(&registry.word);
+  for (std::size_t i = 0; i < count && i < first_records; ++i)
+    vex_serv_unlock(&mm_vector_fetch(i)->lock_word);
+  vex_serv_unlock(&registry_gate.word);
 }
 
 void RegistryStop::free_buffers(ThreadRecord& record) const {
   const bool empty = mm_free_all_banks(record.bank);
-  if (empty && record.state.load(std::memory_order_relaxed) == RecordState::ended) vacate(record);
+  if (empty && record.state.load(std::memory_order_relaxed) == RecordState::ended) vacate_record(record);
 }
 
 Holdings RegistryStop::holdings() const {
-  Holdings held{registry.plain_bytes.load(std::memory_order_relaxed),
-                registry.plain_blocks.load(std::memory_order_relaxed)};
+  Holdings held{process_blocks.bytes.load(std::memory_order_relaxed),
+                process_blocks.blocks.load(std::memory_order_relaxed)};
   for_each_record([&](const ThreadRecord& record) {
     held.bytes += record.plain_bytes.load(std::memory_order_relaxed);
     held.blocks += record.plain_blocks.load(std::memory_order_relaxed);
@@ -287,8 +190,8 @@ Holdings RegistryStop::holdings() const {
 namespace {
 
 void count_plain(ThreadRecord* record, std::int64_t bytes, std::int64_t blocks) {
-  std::atomic<std::int64_t>& byte_count = record ? record->plain_bytes : registry.plain_bytes;
-  std::atomic<std::int64_t>& block_count = record ? record->plain_blocks : registry.plain_blocks;
+  std::atomic<std::int64_t>& byte_count = record ? record->plain_bytes : process_blocks.bytes;
+  std::atomic<std::int64_t>& block_count = record ? record->plain_blocks : process_blocks.blocks;
   byte_count.fetch_add(bytes, std::memory_order_relaxed);
   block_count.fetch_add(blocks, std::memory_order_relaxed);
 }

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "service/fast_memory.h"
 #include "service/instruction_ceiling.h"
 #include "service/reproducibility.h"
 #include "service/thread_environment.h"
@@ -29,6 +30,7 @@ constexpr std::array variables = {
     "VEX_CBWR",
     "VEX_ENABLE_INSTRUCTIONS",
     "VEX_VERBOSE",
+    "VEX_FAST_MEMORY_LIMIT",
 };
 
 std::string_view values[variables.size()];
@@ -103,6 +105,9 @@ void read_switches() {
   require(level >= -1);
   const int mode = vex::service::parse_verbose_mode(ExactText("VEX_VERBOSE").c_str());
   require(mode >= 0 && mode <= 2);
+  const std::uint64_t limit =
+      vex::service::parse_fast_memory_limit(ExactText("VEX_FAST_MEMORY_LIMIT").c_str());
+  require(limit == vex::service::unlimited || limit % (1 << 20) == 0);
 }
 
 }  // namespace

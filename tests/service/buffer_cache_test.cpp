@@ -15,10 +15,12 @@
 #include <vector>
 
 #include "service/bank.h"
+#include "service/cleanup.h"
 #include "service/memory.h"
 #include "service/memory_usage.h"
 #include "service/system_allocator.h"
 #include "service/thread_registry.h"
+#include "tests/support/alone.h"
 #include "tests/support/counting_allocator.h"
 
 namespace {
@@ -59,6 +61,7 @@ struct PlainBank {
 };
 
 TEST(BufferCache, WrongSlotChosen) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     vex::service::mm_init();
     std::mt19937 random(7);
@@ -97,6 +100,7 @@ TEST(BufferCache, WrongSlotChosen) {
 }
 
 TEST(BufferCache, SecondPairAllocates) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     for (std::size_t size :
          {std::size_t{1}, std::size_t{4096}, std::size_t{1} << 22, std::size_t{0x8000000}}) {
@@ -114,6 +118,7 @@ TEST(BufferCache, SecondPairAllocates) {
 }
 
 TEST(BufferCache, PlainBlocksStayCached) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     EXPECT_EQ(vex_serv_allocate(0, 128), nullptr);
     vex_serv_deallocate(nullptr);
@@ -136,6 +141,7 @@ TEST(BufferCache, PlainBlocksStayCached) {
 }
 
 TEST(BufferCache, SwitchIgnoredOrTooLateAccepted) {
+  if (!vex::test::alone()) return;
   const auto cached = [] {
     vex_serv_deallocate(vex_serv_allocate(100, 128));
     return CountingAllocator::live() == 1;
@@ -164,6 +170,7 @@ TEST(BufferCache, SwitchIgnoredOrTooLateAccepted) {
 }
 
 TEST(BufferCache, ReleaseByAnotherThreadLosesTheBuffer) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     void* block = vex_serv_allocate(1000, 128);
     std::thread([&] { vex_serv_deallocate(block); }).join();
@@ -173,6 +180,7 @@ TEST(BufferCache, ReleaseByAnotherThreadLosesTheBuffer) {
 }
 
 TEST(BufferCache, BlockLostOrLeakedWhenItsOwnerEnds) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     char* survivor[2];
     std::thread([&] {
@@ -196,7 +204,44 @@ TEST(BufferCache, BlockLostOrLeakedWhenItsOwnerEnds) {
   });
 }
 
+TEST(BufferCache, CleanUpTakesBlocksInUseOrStrandsThreads) {
+  if (!vex::test::alone()) return;
+  for (const auto clean_up : {vex_serv_core_cleanup, vex_serv_thr_cleanup}) {
+    in_unused_memory([&] {
+      std::barrier meet(2);
+      // Lives across the clean-up with a block of its own, and with one that it gets from the other side.
+      char* passed = static_cast<char*>(vex_serv_allocate(100, 128));
+      std::thread survivor([&] {
+        char* kept = static_cast<char*>(vex_serv_allocate(1000, 128));
+        vex_serv_deallocate(vex_serv_allocate(5000, 128));
+        std::strcpy(kept, "alive");
+        meet.arrive_and_wait();
+        meet.arrive_and_wait();
+        EXPECT_STREQ(kept, "alive");
+        vex_serv_deallocate(kept);
+        vex_serv_deallocate(passed);
+        vex_serv_deallocate(vex_serv_allocate(300, 128));
+      });
+      meet.arrive_and_wait();
+      EXPECT_EQ(CountingAllocator::live(), 3);
+      clean_up();
+      EXPECT_EQ(CountingAllocator::live(), 2);
+      meet.arrive_and_wait();
+      survivor.join();
+      EXPECT_EQ(CountingAllocator::live(), 0);
+      vex_serv_deallocate(vex_serv_allocate(100, 128));
+      EXPECT_EQ(CountingAllocator::live(), 1);
+      std::thread([] { vex_serv_deallocate(vex_serv_allocate(300, 128)); }).join();
+      EXPECT_EQ(CountingAllocator::live(), 1);
+      clean_up();
+      EXPECT_EQ(vex_serv_mem_stat(nullptr), 0);
+      EXPECT_EQ(CountingAllocator::live(), 0);
+    });
+  }
+}
+
 TEST(BufferCache, RecordsGrowWithEveryThread) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     for (int i = 0; i < 3000; ++i) {
       std::thread([] { vex_serv_deallocate(vex_serv_allocate(100, 128)); }).join();
@@ -208,6 +253,7 @@ TEST(BufferCache, RecordsGrowWithEveryThread) {
 
 // Threads past the 1024th, all alive at once, each keeping its own buffer and giving one to its neighbour.
 TEST(BufferCache, LateThreadsLoseTheirBanks) {
+  if (!vex::test::alone()) return;
   constexpr int count = 1500;
   in_unused_memory([] {
     std::vector<void*> passed(count);
@@ -262,6 +308,7 @@ int exercise() {
 }
 
 TEST(BufferCache, FailedAllocationLeaksOrBreaksLaterCalls) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     int failures = 0;
     for (long n = 1;; ++n) {
@@ -284,6 +331,7 @@ TEST(BufferCache, FailedAllocationLeaksOrBreaksLaterCalls) {
 // Blocks go from hand to hand through a shared tray while threads come and go and one thread walks the
 // registry.
 TEST(BufferCache, WalkersAndOwnersAndEndsMeet) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     constexpr int threads = 64, rounds = 300, tray_size = 100;
     struct Parcel {

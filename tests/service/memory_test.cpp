@@ -1,6 +1,7 @@
 // Plain blocks: what lies below them, their alignment, and what happens when the system has no more.
 #include "service/memory.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -9,6 +10,7 @@
 #include "service/executable_pages.h"
 #include "service/memory_usage.h"
 #include "service/system_allocator.h"
+#include "tests/support/alone.h"
 #include "tests/support/counting_allocator.h"
 
 namespace {
@@ -47,6 +49,7 @@ TEST(Memory, BlockMisalignedOutsideItsSystemBlockOrHeaderWrong) {
 }
 
 TEST(Memory, OverflowingSizesServed) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     for (std::size_t size : {SIZE_MAX, SIZE_MAX - 87, SIZE_MAX - 1000, SIZE_MAX / 2}) {
       EXPECT_EQ(vex_serv_malloc(size, 64), nullptr) << size;
@@ -80,7 +83,15 @@ TEST(Memory, CallocDirtyOrReallocLosesContents) {
   vex_serv_free(from_nothing);
 }
 
+TEST(Memory, AllocatorTakenForAReplacement) {
+  // A sanitizer's allocator is one.
+  const bool sanitized = dlsym(RTLD_DEFAULT, "__asan_init") || dlsym(RTLD_DEFAULT, "__tsan_init");
+  EXPECT_EQ(vex::service::real_platform.allocator_is_libcs(), !sanitized);
+  EXPECT_TRUE(vex::service::real_platform.libc_is_shared());
+}
+
 TEST(Memory, FailedReallocLosesTheOldBlock) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     auto* block = static_cast<char*>(vex_serv_malloc(100, 128));
     std::strcpy(block, "kept");
@@ -93,6 +104,7 @@ TEST(Memory, FailedReallocLosesTheOldBlock) {
 }
 
 TEST(Memory, StatisticsDriftOrPeakForgotten) {
+  if (!vex::test::alone()) return;
   in_unused_memory([] {
     EXPECT_EQ(vex_serv_peak_mem_usage(-1), -1);
     EXPECT_EQ(vex_serv_peak_mem_usage(7), -1);

@@ -1,0 +1,228 @@
+// High-bandwidth memory, with stand-ins for its library and for the processors that have it.
+#include "service/fast_memory.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "service/memory.h"
+#include "service/system_allocator.h"
+#include "tests/support/alone.h"
+#include "tests/support/counting_allocator.h"
+
+namespace {
+
+using vex::service::CpuidResult;
+using vex::service::Platform;
+using vex::test::CountingAllocator;
+
+std::string stand_in_folder(const char* which) {
+  return std::string(BINARY_DIR "/tests/stand_in/") + which;
+}
+
+// A many-core processor whose program and library lie in no folder that holds the library looked for.
+Platform& many_core_machine() {
+  CountingAllocator::install();
+  static Platform table;
+  table = vex::service::platform();
+  table.cpuid = [](std::uint32_t leaf, std::uint32_t subleaf) {
+    CpuidResult result = vex::service::real_platform.cpuid(leaf, subleaf);
+    if (leaf == 0) result.eax = std::max(result.eax, 7u);
+    if (leaf == 1) result.ecx |= 7u << 26;                             // XSAVE, OSXSAVE, AVX
+    if (leaf == 7 && subleaf == 0) result.ebx |= 1u << 16 | 7u << 26;  // AVX512F, PF, ER, CD
+    return result;
+  };
+  table.xgetbv = [](std::uint32_t) -> std::uint64_t { return 0xE7; };
+  table.libc_is_shared = [] { return true; };
+  table.library_directory = [](char*, std::size_t) { return false; };
+  table.program_directory = [](char*, std::size_t) { return false; };
+  vex::service::set_platform(&table);
+  return table;
+}
+
+bool (*directory_holding(const char* which))(char*, std::size_t) {
+  static std::string folder;
+  folder = stand_in_folder(which);
+  return [](char* buffer, std::size_t capacity) {
+    return folder.copy(buffer, capacity) == folder.size() && (buffer[folder.size()] = 0, true);
+  };
+}
+
+// A variable of the stand-in that is loaded.
+int& stand_in(const char* name) {
+  void* library = dlopen((stand_in_folder("usable") + "/libmemkind.so").c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (!library) std::abort();
+  return *static_cast<int*>(dlsym(library, name));
+}
+
+// Whether a block comes from fast memory.
+bool served_fast() {
+  const long from_heap = CountingAllocator::obtained;
+  vex_serv_free(vex_serv_malloc(1000, 64));
+  return CountingAllocator::obtained == from_heap;
+}
+
+void in_child(const std::function<void()>& body) {
+  const vex::test::ProcessResult result = vex::test::in_fresh_process([&] {
+    body();
+    std::fflush(nullptr);
+    _exit(testing::Test::HasFailure());
+  });
+  EXPECT_EQ(result.status, 0) << result.output << result.errors;
+}
+
+TEST(FastMemory, UsedWhereItIsNotOrMissedWhereItIs) {
+  if (!vex::test::alone()) return;
+  in_child([] {
+    many_core_machine().library_directory = directory_holding("usable");
+    EXPECT_TRUE(served_fast());
+  });
+  in_child([] {
+    many_core_machine().program_directory = directory_holding("usable");
+    EXPECT_TRUE(served_fast());
+  });
+  in_child([] {  // the processor has none
+    Platform& machine = many_core_machine();
+    machine.library_directory = directory_holding("usable");
+    machine.cpuid = [](std::uint32_t leaf, std::uint32_t subleaf) {
+      CpuidResult result = vex::service::real_platform.cpuid(leaf, subleaf);
+      if (leaf == 7 && subleaf == 0) result.ebx &= ~(3u << 26);
+      return result;
+    };
+    EXPECT_FALSE(served_fast());
+    EXPECT_EQ(vex_serv_set_memory_limit(1, 5), 0);
+  });
+  in_child([] {  // nothing can be loaded
+    Platform& machine = many_core_machine();
+    machine.library_directory = directory_holding("usable");
+    machine.libc_is_shared = [] { return false; };
+    EXPECT_FALSE(served_fast());
+  });
+  in_child([] {  // the program brought its own allocator
+    Platform& machine = many_core_machine();
+    machine.library_directory = directory_holding("usable");
+    machine.allocator_is_libcs = [] { return false; };
+    EXPECT_FALSE(served_fast());
+  });
+}
+
+TEST(FastMemory, LibraryLookedForElsewhere) {
+  if (!vex::test::alone()) return;
+  in_child([] {
+    Platform& machine = many_core_machine();
+    static std::vector<std::string> asked;
+    machine.library_directory = [](char* buffer, std::size_t) {
+      return std::strcpy(buffer, "/one") != nullptr;
+    };
+    machine.program_directory = [](char* buffer, std::size_t) {
+      return std::strcpy(buffer, "/two") != nullptr;
+    };
+    machine.load_library = [](const char* path) -> void* {
+      asked.push_back(path);
+      return nullptr;
+    };
+    EXPECT_FALSE(served_fast());
+    EXPECT_EQ(asked, (std::vector<std::string>{"/one/libmemkind.so", "/two/libmemkind.so", "libmemkind.so"}));
+  });
+  char folder[4096];
+  ASSERT_TRUE(vex::service::real_platform.program_directory(folder, sizeof folder));
+  EXPECT_EQ(std::string(folder), BINARY_DIR "/tests");
+  ASSERT_TRUE(vex::service::real_platform.library_directory(folder, sizeof folder));
+  EXPECT_EQ(std::string(folder), BINARY_DIR "/tests");
+  EXPECT_FALSE(
+      vex::service::real_platform.program_directory(folder, std::string(BINARY_DIR "/tests").size()));
+}
+
+TEST(FastMemory, UnusableLibraryUsedOrRejectedInSilence) {
+  if (!vex::test::alone()) return;
+  const std::string line = "Minimal supported version of the memkind library is 1.1.0\n";
+  for (const char* which : {"old", "partial"}) {
+    for (const bool verbose : {false, true}) {
+      const vex::test::ProcessResult result = vex::test::in_fresh_process([&] {
+        setenv("VEX_VERBOSE", verbose ? "1" : "0", 1);
+        static int unloaded;
+        Platform& machine = many_core_machine();
+        machine.library_directory = directory_holding(which);
+        machine.unload_library = [](void* library) {
+          ++unloaded;
+          dlclose(library);
+        };
+        const bool right = !served_fast() && unloaded == 1;
+        std::fflush(nullptr);
+        _exit(!right);
+      });
+      EXPECT_EQ(result.status, 0) << which;
+      EXPECT_EQ(result.output.find(line) != std::string::npos, verbose) << which << result.output;
+    }
+  }
+}
+
+TEST(FastMemory, LimitPassedOrBytesNotGivenBack) {
+  if (!vex::test::alone()) return;
+  in_child([] {
+    setenv("VEX_FAST_MEMORY_LIMIT", "1", 1);
+    many_core_machine().library_directory = directory_holding("usable");
+    EXPECT_TRUE(served_fast());
+    EXPECT_EQ(stand_in("stand_in_last_kind"), 2);
+    constexpr std::size_t beneath = 64 + 24 + 32;  // alignment and the two headers of a plain block
+    EXPECT_EQ(stand_in("stand_in_live"), 0);
+    vex_serv_free(vex_serv_malloc((1 << 20) - beneath, 64));  // all of the limit: one byte too many
+    EXPECT_EQ(CountingAllocator::obtained, 1);
+    void* all_but_one = vex_serv_malloc((1 << 20) - beneath - 1, 64);
+    EXPECT_EQ(CountingAllocator::obtained, 1);
+    EXPECT_EQ(stand_in("stand_in_live"), 1);
+    EXPECT_FALSE(served_fast());
+    vex_serv_free(all_but_one);
+    EXPECT_TRUE(served_fast());
+    stand_in("stand_in_refused_kinds") = 1 << 2;
+    EXPECT_TRUE(served_fast());
+    EXPECT_EQ(stand_in("stand_in_last_kind"), 1);
+    stand_in("stand_in_refused_kinds") = 1 << 2 | 1 << 1;
+    for (int i = 0; i < 2000; ++i) EXPECT_FALSE(served_fast());  // refusals must not use the limit up
+    stand_in("stand_in_refused_kinds") = 0;
+    EXPECT_TRUE(served_fast());
+    EXPECT_EQ(stand_in("stand_in_live"), 0);
+    EXPECT_EQ(CountingAllocator::live(), 0);
+  });
+}
+
+TEST(FastMemory, SecondLimitOrWrongTypeTaken) {
+  if (!vex::test::alone()) return;
+  in_child([] {
+    many_core_machine().library_directory = directory_holding("usable");
+    void* before = vex_serv_malloc(3 << 20, 64);
+    EXPECT_EQ(CountingAllocator::obtained, 0);
+    EXPECT_EQ(vex_serv_set_memory_limit(0, 2), 0);
+    EXPECT_EQ(vex_serv_set_memory_limit(2, 2), 0);
+    EXPECT_EQ(vex_serv_set_memory_limit(1, 2), 1);
+    EXPECT_EQ(vex_serv_set_memory_limit(1, 1000), 0);
+    EXPECT_FALSE(served_fast());
+    vex_serv_free(before);
+    EXPECT_TRUE(served_fast());
+  });
+}
+
+TEST(FastMemory, LimitMisread) {
+  constexpr std::uint64_t none = vex::service::unlimited;
+  const std::pair<const char*, std::uint64_t> cases[] = {{"", none},
+                                                         {"0", 0},
+                                                         {"1", 1 << 20},
+                                                         {"16384", std::uint64_t{16384} << 20},
+                                                         {"-1", none},
+                                                         {"-0", none},
+                                                         {"17592186044415", none - 0xFFFFF},
+                                                         {"17592186044416", none},
+                                                         {"99999999999999999999999", none},
+                                                         {"5x", none},
+                                                         {" 5", none},
+                                                         {"0x10", none},
+                                                         {"\x01", none}};
+  for (const auto& [text, bytes] : cases)
+    EXPECT_EQ(vex::service::parse_fast_memory_limit(text), bytes) << text;
+}
+
+}  // namespace
