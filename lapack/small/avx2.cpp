@@ -6,8 +6,14 @@
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
+#include "lapack/small/sse.h"
 
 namespace {
+
+struct Path {
+  static __m128d subtract_product(__m128d c, __m128d a, __m128d b) { return _mm_fnmadd_pd(a, b, c); }
+};
+using Narrow = vex::lapack::small::Sse<Path>;
 
 struct Lanes {
   using Vector = __m256d;
@@ -19,7 +25,6 @@ struct Lanes {
   static Vector multiply(Vector a, Vector b) { return _mm256_mul_pd(a, b); }
   static Vector divide(Vector a, Vector b) { return _mm256_div_pd(a, b); }
   static Vector subtract_product(Vector c, Vector a, Vector b) { return _mm256_fnmadd_pd(a, b, c); }
-  static double subtract_product(double c, double a, double b) { return __builtin_fma(-a, b, c); }
 
   // All ones in the first `count` lanes.
   static __m256i first_lanes(int count) {
@@ -63,11 +68,11 @@ struct Lanes {
 
 void vex_lapack_ps_avx2_dgetrf_small(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                      vex_int* ipiv, vex_int* info) {
-  *info = vex::lapack::small::factor<Lanes>(*m, *n, a, *lda, ipiv);
+  *info = vex::lapack::small::factor<Lanes, Narrow>(*m, *n, a, *lda, ipiv);
 }
 
 void vex_lapack_ps_avx2_dgetrs_small(const char* trans, const vex_int* n, const vex_int* nrhs,
                                      const double* a, const vex_int* lda, const vex_int* ipiv, double* b,
                                      const vex_int* ldb, vex_int* info, vex_int) {
-  *info = vex::lapack::small::solve<Lanes>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
+  *info = vex::lapack::small::solve<Narrow>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
 }

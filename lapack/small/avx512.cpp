@@ -6,8 +6,14 @@
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
+#include "lapack/small/sse.h"
 
 namespace {
+
+struct Path {
+  static __m128d subtract_product(__m128d c, __m128d a, __m128d b) { return _mm_fnmadd_pd(a, b, c); }
+};
+using Narrow = vex::lapack::small::Sse<Path>;
 
 struct Lanes {
   using Vector = __m512d;
@@ -19,16 +25,18 @@ struct Lanes {
   static Vector multiply(Vector a, Vector b) { return _mm512_mul_pd(a, b); }
   static Vector divide(Vector a, Vector b) { return _mm512_div_pd(a, b); }
   static Vector subtract_product(Vector c, Vector a, Vector b) { return _mm512_fnmadd_pd(a, b, c); }
-  static double subtract_product(double c, double a, double b) { return __builtin_fma(-a, b, c); }
 
-  // A bit for each of the first `count` lanes.
-  static __mmask8 first_lanes(int count) {
-    return static_cast<__mmask8>(count >= width ? 0xff : count > 0 ? (1 << count) - 1 : 0);
-  }
+  // A bit for each of the first `count` lanes, fewer than all.
+  static __mmask8 first_lanes(int count) { return static_cast<__mmask8>(count > 0 ? (1 << count) - 1 : 0); }
   static Vector read(const double* p, int count) {
+    if (count >= width) return _mm512_loadu_pd(p);
     return _mm512_mask_loadu_pd(broadcast(__builtin_nan("")), first_lanes(count), p);
   }
-  static void write(double* p, Vector v, int count) { _mm512_mask_storeu_pd(p, first_lanes(count), v); }
+  // The plain store for a whole vector: what a masked one has written cannot be read again at once.
+  static void write(double* p, Vector v, int count) {
+    if (count >= width) return _mm512_storeu_pd(p, v);
+    _mm512_mask_storeu_pd(p, first_lanes(count), v);
+  }
 
   static Vector mask(const std::int64_t* p) { return _mm512_castsi512_pd(_mm512_loadu_si512(p)); }
   static Vector select(Vector mask, Vector a, Vector b) {
@@ -59,11 +67,11 @@ struct Lanes {
 
 void vex_lapack_ps_avx512_dgetrf_small(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                        vex_int* ipiv, vex_int* info) {
-  *info = vex::lapack::small::factor<Lanes>(*m, *n, a, *lda, ipiv);
+  *info = vex::lapack::small::factor<Lanes, Narrow>(*m, *n, a, *lda, ipiv);
 }
 
 void vex_lapack_ps_avx512_dgetrs_small(const char* trans, const vex_int* n, const vex_int* nrhs,
                                        const double* a, const vex_int* lda, const vex_int* ipiv, double* b,
                                        const vex_int* ldb, vex_int* info, vex_int) {
-  *info = vex::lapack::small::solve<Lanes>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
+  *info = vex::lapack::small::solve<Narrow>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
 }

@@ -35,6 +35,7 @@ class Elimination {
       }
     });
     for (int k = 0; k < n_; ++k) write_column(k);
+    for (int j = 1; j < diagonal; ++j) interchange_left(j);
     return info_;
   }
 
@@ -48,6 +49,7 @@ class Elimination {
       unrolled<j + 1, order>([&](auto k) { update<j / Lanes::width>(k, j); });
     });
     unrolled<0, order>([&](auto k) { write_column(k); });
+    unrolled<1, order>([&](auto j) { interchange_left(j); });
     return info_;
   }
 
@@ -68,6 +70,19 @@ class Elimination {
   void write_column(int k) {
     for (int b = 0; b < blocks; ++b) {
       Lanes::write(a_ + k * lda_ + b * width, Lanes::load(column(k) + b * width), m_ - b * width);
+    }
+  }
+
+  // The interchange of step j in the columns on its left. It waits until they have left the workspace: there,
+  // reading a vector just after a scalar store into it would cost more than all the swaps.
+  [[gnu::always_inline]] void interchange_left(int j) {
+    const vex_int p = ipiv_[j] - 1;
+    if (p == j) return;
+    for (int k = 0; k < j; ++k) {
+      double* const left = a_ + k * lda_;
+      const double upper = left[j];
+      left[j] = left[p];
+      left[p] = upper;
     }
   }
 
@@ -126,11 +141,6 @@ class Elimination {
       }
       Lanes::store(column(j) + b * width, x[b]);
     }
-    for (int k = 0; k < j; ++k) {
-      const double upper = column(k)[j];
-      column(k)[j] = column(k)[p];
-      column(k)[p] = upper;
-    }
   }
 
   // The interchange of step j and its rank-1 update in column k > j.
@@ -186,19 +196,12 @@ vex_int factor_order_2(double* a, vex_int lda, vex_int* ipiv) {
   return last == 0.0 ? 2 : 0;
 }
 
-// The vectors that `rows` rows need, rounded up to a power of two to keep the instantiations few.
-template <typename Lanes>
-constexpr int blocks_for(int rows) {
-  int blocks = 1;
-  while (blocks * Lanes::width < rows) blocks *= 2;
-  return blocks;
-}
-
 template <typename Lanes, int order>
 [[gnu::noinline]] vex_int factor_order(double* a, vex_int lda, vex_int* ipiv) {
   if constexpr (order == 1) return factor_order_1<Lanes>(a, ipiv);
   if constexpr (order == 2) return factor_order_2<Lanes>(a, lda, ipiv);
-  Elimination<Lanes, blocks_for<Lanes>(order)> elimination(order, order, a, lda, ipiv);
+  constexpr int blocks = (order + Lanes::width - 1) / Lanes::width;
+  Elimination<Lanes, blocks> elimination(order, order, a, lda, ipiv);
   return elimination.template run_unrolled<order>();
 }
 
@@ -210,25 +213,31 @@ vex_int factor_any(int m, int n, double* a, vex_int lda, vex_int* ipiv) {
   return Elimination<Lanes, blocks>(m, n, a, lda, ipiv).run();
 }
 
-// Returns info. m and n are at most 16.
-template <typename Lanes>
+// Returns info. m and n are at most 16. `Narrow` are the path's 128-bit lanes: the unrolled orders are one
+// chain of short steps, in which moving numbers between the halves of a wide vector and masking its unused
+// lanes costs more than a second instruction. Cycles on a processor with every path, by width of the lanes:
+//   order         3     4     5     6     7     8
+//   128 bits     63    91   176   206   377   540
+//   256 bits    183   145   319   375   440   500
+//   512 bits    209   276   349   427   498   499
+template <typename Lanes, typename Narrow>
 vex_int factor(vex_int m, vex_int n, double* a, vex_int lda, vex_int* ipiv) {
   if (m == n) {
     switch (m) {
       case 1:
-        return factor_order<Lanes, 1>(a, lda, ipiv);
+        return factor_order<Narrow, 1>(a, lda, ipiv);
       case 2:
-        return factor_order<Lanes, 2>(a, lda, ipiv);
+        return factor_order<Narrow, 2>(a, lda, ipiv);
       case 3:
-        return factor_order<Lanes, 3>(a, lda, ipiv);
+        return factor_order<Narrow, 3>(a, lda, ipiv);
       case 4:
-        return factor_order<Lanes, 4>(a, lda, ipiv);
+        return factor_order<Narrow, 4>(a, lda, ipiv);
       case 5:
-        return factor_order<Lanes, 5>(a, lda, ipiv);
+        return factor_order<Narrow, 5>(a, lda, ipiv);
       case 6:
-        return factor_order<Lanes, 6>(a, lda, ipiv);
+        return factor_order<Narrow, 6>(a, lda, ipiv);
       case 7:
-        return factor_order<Lanes, 7>(a, lda, ipiv);
+        return factor_order<Narrow, 7>(a, lda, ipiv);
       default:
         break;
     }

@@ -6,14 +6,17 @@
 
 namespace {
 
-struct Path;
+struct Path {
+  static __m128d subtract_product(__m128d c, __m128d a, __m128d b) { return _mm_sub_pd(c, _mm_mul_pd(a, b)); }
+};
+
 using Lanes = vex::lapack::small::Sse<Path>;
 
 }  // namespace
 
 void vex_lapack_ps_mc3_dgetrf_small(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                     vex_int* ipiv, vex_int* info) {
-  *info = vex::lapack::small::factor<Lanes>(*m, *n, a, *lda, ipiv);
+  *info = vex::lapack::small::factor<Lanes, Lanes>(*m, *n, a, *lda, ipiv);
 }
 
 void vex_lapack_ps_mc3_dgetrs_small(const char* trans, const vex_int* n, const vex_int* nrhs, const double* a,

@@ -1,4 +1,4 @@
-// Lanes of 128-bit vectors, for the paths without anything wider. `Path` keeps the copies of the paths apart.
+// Lanes of 128-bit vectors. `Path` keeps the copies of the paths apart and says whether products are fused.
 #pragma once
 
 #include <emmintrin.h>
@@ -17,8 +17,10 @@ struct Sse {
   static Vector broadcast(double x) { return _mm_set1_pd(x); }
   static Vector multiply(Vector a, Vector b) { return _mm_mul_pd(a, b); }
   static Vector divide(Vector a, Vector b) { return _mm_div_pd(a, b); }
-  static Vector subtract_product(Vector c, Vector a, Vector b) { return _mm_sub_pd(c, _mm_mul_pd(a, b)); }
-  static double subtract_product(double c, double a, double b) { return c - a * b; }
+  static Vector subtract_product(Vector c, Vector a, Vector b) { return Path::subtract_product(c, a, b); }
+  static double subtract_product(double c, double a, double b) {
+    return _mm_cvtsd_f64(Path::subtract_product(_mm_set_sd(c), _mm_set_sd(a), _mm_set_sd(b)));
+  }
 
   static Vector read(const double* p, int count) {
     const Vector nan = _mm_set1_pd(__builtin_nan(""));
