@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <climits>
 #include <cstdlib>
 
 #include "service/messages.h"
@@ -145,8 +144,10 @@ void vex_serv_core_reset_sycl_destructors() {
 namespace vex::service {
 
 void require_working_directory() {
-  char directory[PATH_MAX];
-  if (getcwd(directory, sizeof directory)) return;
+  char* directory = getcwd(nullptr, 0);  // of any length, on the heap
+  const bool known = directory != nullptr;
+  std::free(directory);
+  if (known) return;
   constexpr int cannot_load = 1;
   vex_serv_print(0, cannot_load, 1, "the working directory");
   vex_serv_exit(exit_no_working_directory);

@@ -23,7 +23,9 @@ using vex_constraint_handler = void (*)(const char* function, const char* reason
 vex_constraint_handler vex_serv_set_str_constraint_handler_s(vex_constraint_handler handler);
 void vex_serv_ignore_handler_s(const char* function, const char* reason, int code);  // does nothing
 
-// Copying. Source and destination may overlap. Return 0, EINVAL or ERANGE.
+// Copying. Source and destination may overlap; a source of strcat2 may be the destination itself. Return 0,
+// EINVAL or ERANGE.
+//
 // At most `count` characters of the source, then a terminator.
 int vex_serv_strncpy_s(char* destination, std::size_t capacity, const char* source, std::size_t count);
 // The same behind the text that already stands in the destination; EINVAL when that one does not end in it.
@@ -46,7 +48,8 @@ char* vex_serv_strtok_s(char* text, std::size_t* remaining, const char* delimite
 // 1 when the letters agree, whatever their case.
 int vex_serv_lsame(const char* a, const char* b);
 
-// Printing. Return the number of characters written, or minus the code. %n is refused.
+// Printing. Return the number of characters written, minus the code, or -EIO when the file does not take
+// them. %n, numbered arguments and unknown conversions are refused.
 int vex_serv_printf_s(const char* format, ...) VEX_PRINTF(1, 2);
 int vex_serv_fprintf_stdout_s(const char* format, ...) VEX_PRINTF(1, 2);
 int vex_serv_fprintf_stderr_s(const char* format, ...) VEX_PRINTF(1, 2);
