@@ -6,9 +6,9 @@
 #include <cmath>
 
 #include "blas/blas.h"
-#include "lapack/machine_constants.h"
 #include "lapack/ilaenv.h"
 #include "lapack/laswp.h"
+#include "lapack/machine_constants.h"
 #include "service/progress.h"
 
 namespace vex::lapack {
@@ -39,6 +39,10 @@ struct InternalKernels {
 };
 
 constexpr double safe_minimum = machine_constant('S');
+
+// A matrix too flat to be blocked but this many times wider than tall is factored in its leading square, and
+// the rest is solved for: the unblocked form would read all of it anew for every pivot.
+constexpr vex_int least_wide_ratio = 2;
 
 // x := x / pivot. One multiplication per element serves unless the reciprocal of the pivot would overflow.
 void divide_by_pivot(vex_int n, double pivot, double* x) {
@@ -79,6 +83,20 @@ struct Reporter {
   }
 };
 
+// Brings the columns right of the block column [j, j + jb) up to date with it: its interchanges, their block
+// row of U, and the rows below.
+template <typename Kernels>
+void update_right(MatrixView a, vex_int j, vex_int jb, const vex_int* ipiv) {
+  const vex_int right = a.cols - j - jb;
+  const vex_int below = a.rows - j - jb;
+  if (right == 0) return;
+  laswp({a.col(j + jb), a.rows, right, a.ld}, j + 1, j + jb, ipiv, 1);
+  const MatrixView upper = a.block(j, j + jb, jb, right);
+  Kernels::solve_unit_lower(a.block(j, j, jb, jb), upper);
+  if (below == 0) return;
+  Kernels::subtract_product(a.block(j + jb, j, below, jb), upper, a.block(j + jb, j + jb, below, right));
+}
+
 // True when the progress callback asked to stop.
 template <typename Kernels>
 bool factor_blocked(MatrixView a, vex_int* ipiv, vex_int& info, const Reporter& reporter) {
@@ -87,8 +105,13 @@ bool factor_blocked(MatrixView a, vex_int* ipiv, vex_int& info, const Reporter& 
   const vex_int diagonal = std::min(m, n);
   const vex_int width = panel_width(m, n);
   if (width <= 1 || width >= diagonal) {
-    info = factor_unblocked(a, ipiv);
-    return false;
+    if (n < least_wide_ratio * m) {
+      info = factor_unblocked(a, ipiv);
+      return false;
+    }
+    const bool stopped = factor_blocked<Kernels>(a.block(0, 0, m, m), ipiv, info, reporter);
+    if (!stopped) update_right<Kernels>(a, 0, m, ipiv);
+    return stopped;
   }
   info = 0;
   for (vex_int j = 0; j < diagonal; j += width) {
@@ -98,19 +121,12 @@ bool factor_blocked(MatrixView a, vex_int* ipiv, vex_int& info, const Reporter& 
     if (factor_blocked<Kernels>(a.block(j, j, m - j, jb), ipiv + j, panel_info, inner)) return true;
     if (info == 0 && panel_info > 0) info = panel_info + j;
     for (vex_int i = j; i < j + jb; ++i) ipiv[i] += j;
-
-    const vex_int right = n - j - jb;
-    const vex_int below = m - j - jb;
-    if (right == 0) continue;
-    laswp({a.col(j + jb), m, right, a.ld}, j + 1, j + jb, ipiv, 1);
-    const MatrixView upper = a.block(j, j + jb, jb, right);
-    Kernels::solve_unit_lower(a.block(j, j, jb, jb), upper);
-    if (below > 0) {
-      Kernels::subtract_product(a.block(j + jb, j, below, jb), upper, a.block(j + jb, j + jb, below, right));
-    }
+    update_right<Kernels>(a, j, jb, ipiv);
   }
-  for (vex_int j = width; j < diagonal; j += width) {
-    laswp({a.data, m, j, a.ld}, j + 1, std::min(diagonal, j + width), ipiv, 1);
+  // The interchanges of all later blocks go into a block column in one pass, while its columns are in the
+  // cache.
+  for (vex_int j = 0; j + width < diagonal; j += width) {
+    laswp({a.col(j), m, width, a.ld}, j + width + 1, diagonal, ipiv, 1);
   }
   return reporter.asks_to_stop(diagonal);
 }
