@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+#include "bench/support/stopwatch.h"
+
 namespace vex::bench {
 namespace {
 
@@ -63,8 +65,9 @@ double separate_sse(std::int64_t rounds) {
 }
 
 Kernel choose(PeakKind kind) {
-  if (kind == PeakKind::widest_fused) {
-    if (__builtin_cpu_supports("avx512f")) return {fused_avx512, 2.0 * 8 * 2 * accumulators};
+  if (kind != PeakKind::separate_sse) {
+    if (kind == PeakKind::widest_fused && __builtin_cpu_supports("avx512f"))
+      return {fused_avx512, 2.0 * 8 * 2 * accumulators};
     if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"))
       return {fused_avx2, 2.0 * 4 * accumulators};
   }
@@ -83,13 +86,13 @@ double multiply_add_peak(PeakKind kind, int threads, double seconds) {
     constexpr std::int64_t chunk = 20000;
     kernel.run(chunk);  // wakes the vector units
 #pragma omp barrier
-    const double start = omp_get_wtime();
+    const double start = sample_clock(threads);
     std::int64_t rounds = 0;
     double elapsed = 0, last = 0;
     do {
       last = kernel.run(chunk);
       rounds += chunk;
-      elapsed = omp_get_wtime() - start;
+      elapsed = sample_clock(threads) - start;
     } while (elapsed < seconds);
     sink = last;
     total += static_cast<double>(rounds) * kernel.flops_per_round / elapsed * 1e-9;

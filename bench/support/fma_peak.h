@@ -3,9 +3,10 @@
 
 namespace vex::bench {
 
-// Widths of the multiply-and-add whose rate is wanted: the widest fused one that the processor has, or the
-// separate multiply and add on two doubles that the paths without fused instructions live on.
-enum class PeakKind { widest_fused, separate_sse };
+// Widths of the multiply-and-add whose rate is wanted: the widest fused one that the processor has, the fused
+// one on four doubles, or the separate multiply and add on two doubles that the paths without fused
+// instructions live on.
+enum class PeakKind { widest_fused, fused_avx2, separate_sse };
 
 // Runs independent multiply-adds on `threads` threads at once for about `seconds` each and returns the GFlops
 // of all together (a multiply-add counts two).

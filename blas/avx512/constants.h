@@ -2,11 +2,12 @@
 #pragma once
 
 #include "blas/avx512/simd.h"
+#include "blas/avx512/tile_24x8.h"
 #include "blas/engine/strategy.h"
 
 namespace vex::blas::avx512 {
 
-struct Path : Simd {
+struct Path : Simd, OwnTile {
   static constexpr engine::BlockConstants blocks{.mr = 24,
                                                  .nr = 8,
                                                  .ku = 1,

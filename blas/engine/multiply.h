@@ -95,7 +95,7 @@ void drive_unpacked(const KernelTable& kernels, const OperationRecord& operation
                     const MatrixDescriptor& a, const MatrixDescriptor& b, const MatrixDescriptor& c) {
   constexpr vex_int mr = P::blocks.mr, nr = P::blocks.nr;
   constexpr vex_int deepest = P::blocks.kc_threshold > P::blocks.kc ? P::blocks.kc_threshold : P::blocks.kc;
-  alignas(64) double a_panel[mr * deepest], b_panel[nr * deepest];
+  alignas(64) double a_panel[mr * deepest], b_panel[nr * deepest + 2];  // kernels may read two values on
   const PackedDescriptor packed{nullptr, kc, 0, 0, 1, 0, kc, 8, 64, nullptr};
   const vex_int m = c.rows, n = c.columns, k = a.columns;
   const double one = 1;

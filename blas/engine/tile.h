@@ -86,6 +86,17 @@ void packed_tile(vex_int rows, vex_int k, const double* a, const double* b, doub
                                                        ldc);
 }
 
+// A whole tile: the path's own kernel where it has one.
+template <typename P, bool store_only>
+[[gnu::always_inline]] inline void full_tile(vex_int k, const double* a, const double* b, double* c,
+                                             vex_int ldc, const double* ahead, vex_int ahead_step) {
+  if constexpr (requires { P::template full_tile<store_only>(k, a, b, c, ldc, ahead, ahead_step); })
+    P::template full_tile<store_only>(k, a, b, c, ldc, ahead, ahead_step);
+  else
+    packed_tile<P, static_cast<int>(P::blocks.mr) / P::width, static_cast<int>(P::blocks.nr), store_only,
+                false>(P::blocks.mr, k, a, b, c, ldc);
+}
+
 // The same tile cut to any height 1 <= rows <= mr and width 1 <= columns <= nr.
 template <typename P, bool store_only>
 struct CutTile {
@@ -115,20 +126,22 @@ void edge_tile(vex_int rows, vex_int columns, vex_int k, const double* a, const 
   table.of[(rows - 1) / P::width][columns - 1](rows, k, a, b, c, ldc);
 }
 
-// One block of C from one packed block of each operand: `a` holds m rows, `b` n columns, k deep.
+// One block of C from one packed block of each operand: `a` holds m rows, `b` n columns, k deep. While the
+// tiles of one panel of A run, the next panel is brought into the second cache piece by piece; by the time it
+// is used, it no longer waits for the third.
 template <typename P, bool store_only>
 void multiply_block(vex_int m, vex_int n, vex_int k, const double* a, vex_int a_panel, const double* b,
                     vex_int b_panel, double* c, vex_int ldc) {
-  constexpr vex_int mr = P::blocks.mr, nr = P::blocks.nr;
-  constexpr int mv = static_cast<int>(mr) / P::width;
+  constexpr vex_int mr = P::blocks.mr, nr = P::blocks.nr, line = 8;
+  const vex_int tiles = (n + nr - 1) / nr, ahead_step = smaller(line, (4 * mr + tiles - 1) / tiles);
   for (vex_int i = 0; i < m; i += mr, a += a_panel) {
     const vex_int rows = smaller(mr, m - i);
-    const double* b_at = b;
-    for (vex_int j = 0; j < n; j += nr, b_at += b_panel) {
+    const double *b_at = b, *ahead = a + a_panel;
+    for (vex_int j = 0; j < n; j += nr, b_at += b_panel, ahead += ahead_step * (k / 4)) {
       const vex_int columns = smaller(nr, n - j);
       double* const tile = c + i + j * ldc;
       if (rows == mr && columns == nr)
-        packed_tile<P, mv, static_cast<int>(nr), store_only, false>(mr, k, a, b_at, tile, ldc);
+        full_tile<P, store_only>(k, a, b_at, tile, ldc, ahead, ahead_step);
       else
         edge_tile<P, store_only>(rows, columns, k, a, b_at, tile, ldc);
     }
