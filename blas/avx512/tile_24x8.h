@@ -26,10 +26,12 @@ namespace vex::blas::avx512 {
   VEX_LOAD(a + 64, 1)                                                                                     \
   VEX_LOAD(a + 128, 2)                                                                                    \
   VEX_COLUMN(6, 8, 9, 10)                                                                                 \
-  VEX_SPREAD(b + 16, 6) VEX_COLUMN(7, 11, 12, 13) VEX_SPREAD(b + 24, 7) VEX_COLUMN(6, 14, 15, 16)         \
-      VEX_SPREAD(b + 32, 6) VEX_COLUMN(7, 17, 18, 19) VEX_SPREAD(b + 40, 7) VEX_COLUMN(6, 20, 21, 22)     \
-          VEX_SPREAD(b + 48, 6) VEX_COLUMN(7, 23, 24, 25) VEX_SPREAD(b + 56, 7) VEX_COLUMN(6, 26, 27, 28) \
-              VEX_SPREAD(b + 64, 6) VEX_COLUMN(7, 29, 30, 31) VEX_SPREAD(b + 72, 7)
+  VEX_SPREAD(b + 16, 6)                                                                                   \
+  VEX_COLUMN(7, 11, 12, 13)                                                                               \
+  VEX_SPREAD(b + 24, 7) VEX_COLUMN(6, 14, 15, 16) VEX_SPREAD(b + 32, 6) VEX_COLUMN(7, 17, 18, 19)         \
+      VEX_SPREAD(b + 40, 7) VEX_COLUMN(6, 20, 21, 22) VEX_SPREAD(b + 48, 6) VEX_COLUMN(7, 23, 24, 25)     \
+          VEX_SPREAD(b + 56, 7) VEX_COLUMN(6, 26, 27, 28) VEX_SPREAD(b + 64, 6) VEX_COLUMN(7, 29, 30, 31) \
+              VEX_SPREAD(b + 72, 7)
 #define VEX_ZERO(c0, c1, c2)                     \
   "vpxorq %%zmm" #c0 ", %%zmm" #c0 ", %%zmm" #c0 \
   "\n"                                           \

@@ -2,6 +2,7 @@
 // Everything here runs on the calling thread.
 #pragma once
 
+#include "blas/engine/in_place.h"
 #include "blas/engine/pack.h"
 #include "blas/engine/strategy.h"
 #include "blas/engine/tile.h"
@@ -117,6 +118,29 @@ void drive_unpacked(const KernelTable& kernels, const OperationRecord& operation
   }
 }
 
+template <typename P>
+void drive_in_place(bool a_plain, bool b_plain, vex_int m, vex_int n, vex_int k, double alpha,
+                    const double* a, vex_int lda, const double* b, vex_int ldb, double beta, double* c,
+                    vex_int ldc) {
+  if (beta != 0) scale_block<P>(m, n, beta, c, ldc);
+  const InPlaceProduct product{m,
+                               n,
+                               k,
+                               alpha,
+                               a,
+                               a_plain ? 1 : lda,
+                               a_plain ? lda : 1,
+                               b,
+                               b_plain ? 1 : ldb,
+                               b_plain ? ldb : 1,
+                               beta == 0,
+                               c,
+                               ldc};
+  if (alpha == 1) return multiply_in_place<P, false>(product);
+  if (alpha == -1) return multiply_in_place<P, true>(product);
+  multiply_in_place_scaled<P>(product);
+}
+
 // C := alpha op(A) op(B) + beta C on this path, on the calling thread. C is m x n, the inner extent k. The
 // letters are N, T or C in either case.
 template <typename P>
@@ -125,6 +149,9 @@ void multiply(const char* trans_a, const char* trans_b, vex_int m, vex_int n, ve
               vex_int ldc) {
   if (m <= 0 || n <= 0) return;
   if (alpha == 0 || k <= 0) return scale_block<P>(m, n, beta, c, ldc);
+  if (suits_in_place<P>(m, n, k))
+    return drive_in_place<P>(is(trans_a, 'N'), is(trans_b, 'N'), m, n, k, alpha, a, lda, b, ldb, beta, c,
+                             ldc);
   MatrixDescriptor a_record, b_record, c_record;
   blas_initialize_matrix(&a_record, const_cast<double*>(a), m, k, lda, nullptr, nullptr, trans_a);
   blas_initialize_matrix(&b_record, const_cast<double*>(b), k, n, ldb, nullptr, nullptr, trans_b);

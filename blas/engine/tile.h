@@ -16,15 +16,14 @@ struct TileSource {
   vex_int b_step, b_column;
 };
 
-// rows <= MV * width; only when `partial` may rows be less than that, and then no element of A or C below
-// them is touched. `scale` multiplies each value of B when it is read (packed operands already carry it).
-template <typename P, int MV, int NR, bool store_only, bool partial, bool scaled>
-[[gnu::always_inline]] inline void multiply_tile(vex_int rows, vex_int k, TileSource s, double scale,
-                                                 double* c, vex_int ldc) {
+// C += A B (or C = A B when `store`), with B negated when `negated`. rows <= MV * width; only when `partial`
+// may rows be less than that, and then no element of A or C below them is touched.
+template <typename P, int MV, int NR, bool partial, bool negated>
+[[gnu::always_inline]] inline void multiply_tile(bool store, vex_int rows, vex_int k, TileSource s, double* c,
+                                                 vex_int ldc) {
   using V = typename P::Vector;
   constexpr int w = P::width;
   const auto lanes = P::first_lanes(partial ? static_cast<int>(rows - (MV - 1) * w) : w);
-  const V factor = P::splat(scale);
   V sum[NR][MV];
 #pragma GCC unroll 16
   for (int j = 0; j < NR; ++j) {
@@ -43,10 +42,11 @@ template <typename P, int MV, int NR, bool store_only, bool partial, bool scaled
       column[i] = partial && i == MV - 1 ? P::load(lanes, a + i * w) : P::load(a + i * w);
 #pragma GCC unroll 16
     for (int j = 0; j < NR; ++j) {
-      V value = P::broadcast(b + j * s.b_column);
-      if (scaled) value = P::multiply(value, factor);
+      const V value = P::broadcast(b + j * s.b_column);
 #pragma GCC unroll 4
-      for (int i = 0; i < MV; ++i) sum[j][i] = P::multiply_add(column[i], value, sum[j][i]);
+      for (int i = 0; i < MV; ++i)
+        sum[j][i] = negated ? P::subtract_product(column[i], value, sum[j][i])
+                            : P::multiply_add(column[i], value, sum[j][i]);
     }
   };
   const double *a = s.a, *b = s.b;
@@ -64,26 +64,30 @@ template <typename P, int MV, int NR, bool store_only, bool partial, bool scaled
     a += s.a_step;
     b += s.b_step;
   }
+  const auto finish = [&](const V& product, int i, double* target, bool add) __attribute__((always_inline)) {
+    if (partial && i == MV - 1)
+      P::store(lanes, target, add ? P::add(P::load(lanes, target), product) : product);
+    else
+      P::store(target, add ? P::add(P::load(target), product) : product);
+  };
+  if (store) {
 #pragma GCC unroll 16
-  for (int j = 0; j < NR; ++j) {
+    for (int j = 0; j < NR; ++j)
 #pragma GCC unroll 4
-    for (int i = 0; i < MV; ++i) {
-      double* const target = c + j * ldc + i * w;
-      if (partial && i == MV - 1) {
-        const V old = store_only ? P::zero() : P::load(lanes, target);
-        P::store(lanes, target, store_only ? sum[j][i] : P::add(old, sum[j][i]));
-      } else {
-        P::store(target, store_only ? sum[j][i] : P::add(P::load(target), sum[j][i]));
-      }
-    }
+      for (int i = 0; i < MV; ++i) finish(sum[j][i], i, c + j * ldc + i * w, false);
+  } else {
+#pragma GCC unroll 16
+    for (int j = 0; j < NR; ++j)
+#pragma GCC unroll 4
+      for (int i = 0; i < MV; ++i) finish(sum[j][i], i, c + j * ldc + i * w, true);
   }
 }
 
 // A tile of packed panels: A's panel is P::blocks.mr wide, B's P::blocks.nr.
 template <typename P, int MV, int NR, bool store_only, bool partial>
 void packed_tile(vex_int rows, vex_int k, const double* a, const double* b, double* c, vex_int ldc) {
-  multiply_tile<P, MV, NR, store_only, partial, false>(rows, k, {a, P::blocks.mr, b, P::blocks.nr, 1}, 1.0, c,
-                                                       ldc);
+  multiply_tile<P, MV, NR, partial, false>(store_only, rows, k, {a, P::blocks.mr, b, P::blocks.nr, 1}, c,
+                                           ldc);
 }
 
 // A whole tile: the path's own kernel where it has one.
@@ -126,24 +130,30 @@ void edge_tile(vex_int rows, vex_int columns, vex_int k, const double* a, const 
   table.of[(rows - 1) / P::width][columns - 1](rows, k, a, b, c, ldc);
 }
 
-// One block of C from one packed block of each operand: `a` holds m rows, `b` n columns, k deep. While the
-// tiles of one panel of A run, the next panel is brought into the second cache piece by piece; by the time it
-// is used, it no longer waits for the third.
+// One block of C from one packed block of each operand: `a` holds m rows, `b` n columns, k deep. A is taken
+// in chunks that stay in the second cache while the panels of B pass by, so the tiles run down the columns of
+// C, where the processor's own prefetching and its address translation find neighbours. Each tile also brings
+// in a piece of the next chunk, which then does not wait for the third cache.
 template <typename P, bool store_only>
 void multiply_block(vex_int m, vex_int n, vex_int k, const double* a, vex_int a_panel, const double* b,
                     vex_int b_panel, double* c, vex_int ldc) {
   constexpr vex_int mr = P::blocks.mr, nr = P::blocks.nr, line = 8;
+  const vex_int chunk = larger(1, P::chunk_elements / (mr * k));  // panels of A
   const vex_int tiles = (n + nr - 1) / nr, ahead_step = smaller(line, (4 * mr + tiles - 1) / tiles);
-  for (vex_int i = 0; i < m; i += mr, a += a_panel) {
-    const vex_int rows = smaller(mr, m - i);
-    const double *b_at = b, *ahead = a + a_panel;
-    for (vex_int j = 0; j < n; j += nr, b_at += b_panel, ahead += ahead_step * (k / 4)) {
+  for (vex_int first = 0; first < m; first += chunk * mr, a += chunk * a_panel) {
+    const vex_int behind = smaller(m, first + chunk * mr);
+    const double* b_at = b;
+    for (vex_int j = 0; j < n; j += nr, b_at += b_panel) {
       const vex_int columns = smaller(nr, n - j);
-      double* const tile = c + i + j * ldc;
-      if (rows == mr && columns == nr)
-        full_tile<P, store_only>(k, a, b_at, tile, ldc, ahead, ahead_step);
-      else
-        edge_tile<P, store_only>(rows, columns, k, a, b_at, tile, ldc);
+      const double *a_at = a, *ahead = a + chunk * a_panel + ahead_step * (k / 4) * (j / nr);
+      double* tile = c + first + j * ldc;
+      for (vex_int i = first; i < behind; i += mr, a_at += a_panel, ahead += a_panel, tile += mr) {
+        const vex_int rows = smaller(mr, m - i);
+        if (rows == mr && columns == nr)
+          full_tile<P, store_only>(k, a_at, b_at, tile, ldc, ahead, ahead_step);
+        else
+          edge_tile<P, store_only>(rows, columns, k, a_at, b_at, tile, ldc);
+      }
     }
   }
 }

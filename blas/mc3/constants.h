@@ -18,6 +18,8 @@ struct Path : Simd {
                                                  .mc_cap = 2000,
                                                  .nc_cap = 192,
                                                  .nc_cap_shallow = 24};
+  static constexpr vex_int chunk_elements = 65536;         // of A, half a megabyte of the second cache
+  static constexpr vex_int in_place_elements = 160 * 160;  // largest C that is multiplied without packing
   static constexpr vex_int solve_block = 128;  // order of the diagonal blocks of a triangular solve
 };
 
