@@ -69,11 +69,11 @@ bool reciprocals_fit(const LowerSolve& s) {
 
 // Rows of the register block of the solve and vectors of right-hand sides in it.
 template <typename P>
-inline constexpr int solve_rows = P::registers == 32 ? 12
+inline constexpr int solve_rows = P::registers == 32 ? 8
                                   : P::width == 4    ? 6
                                                      : 4;
 template <typename P>
-inline constexpr int solve_vectors = 2;
+inline constexpr int solve_vectors = P::registers == 32 ? 3 : 2;
 template <typename P>
 inline constexpr int solve_columns = solve_vectors<P>* P::width;
 
@@ -111,22 +111,24 @@ template <typename P, bool into_panel>
 void move_right_hand_sides(const LowerSolve& s, vex_int first, vex_int order, vex_int column, vex_int count,
                            double* panel) {
   constexpr int W = solve_columns<P>, w = P::width;
-  double* const x = s.x + first * s.x_row + column * s.x_column;
-  if (s.x_column == 1 && count == W) {  // the values of one row are neighbours in memory
+  // Copies of the strides: vector stores may alias the record as far as the compiler knows.
+  const vex_int x_row = s.x_row, x_column = s.x_column;
+  double* const x = s.x + first * x_row + column * x_column;
+  if (x_column == 1 && count == W) {  // the values of one row are neighbours in memory
     for (vex_int i = 0; i < order; ++i) {
 #pragma GCC unroll 4
       for (int v = 0; v < W; v += w) {
         if (into_panel)
-          P::store(panel + i * W + v, P::load(x + i * s.x_row + v));
+          P::store(panel + i * W + v, P::load(x + i * x_row + v));
         else
-          P::store(x + i * s.x_row + v, P::load(panel + i * W + v));
+          P::store(x + i * x_row + v, P::load(panel + i * W + v));
       }
     }
     return;
   }
   vex_int done = 0;
-  if (count == W && (s.x_row == 1 || s.x_row == -1)) {  // columns run down memory: turn squares in registers
-    const bool backwards = s.x_row < 0;
+  if (count == W && (x_row == 1 || x_row == -1)) {  // columns run down memory: turn squares in registers
+    const bool backwards = x_row < 0;
     for (; done + w <= order; done += w) {
       double* const at = backwards ? x - done - (w - 1) : x + done;
 #pragma GCC unroll 4
@@ -135,20 +137,20 @@ void move_right_hand_sides(const LowerSolve& s, vex_int first, vex_int order, ve
 #pragma GCC unroll 8
         for (int r = 0; r < w; ++r) {
           const int row = backwards ? w - 1 - r : r;
-          square[r] = into_panel ? P::load(at + (v + r) * s.x_column) : P::load(panel + (done + row) * W + v);
+          square[r] = into_panel ? P::load(at + (v + r) * x_column) : P::load(panel + (done + row) * W + v);
         }
         P::transpose(square);
 #pragma GCC unroll 8
         for (int r = 0; r < w; ++r) {
           const int row = backwards ? w - 1 - r : r;
-          P::store(into_panel ? panel + (done + row) * W + v : at + (v + r) * s.x_column, square[r]);
+          P::store(into_panel ? panel + (done + row) * W + v : at + (v + r) * x_column, square[r]);
         }
       }
     }
   }
   for (; done < order; ++done) {
     for (vex_int j = 0; j < count; ++j) {
-      double* const element = x + done * s.x_row + j * s.x_column;
+      double* const element = x + done * x_row + j * x_column;
       if (into_panel)
         panel[done * W + j] = *element;
       else
@@ -201,6 +203,20 @@ void solve_register_block(vex_int done, const double* l, double* panel) {
   }
 }
 
+// Brings R rows of the panel that follows into the first caches, while the current one is solved.
+template <typename P>
+[[gnu::always_inline]] inline void prefetch_right_hand_sides(const LowerSolve& s, vex_int row,
+                                                             vex_int column) {
+  constexpr int R = solve_rows<P>, W = solve_columns<P>;
+  const double* const x = s.x + row * s.x_row + column * s.x_column;
+  if (s.x_column == 1) {
+    for (int r = 0; r < R; ++r)
+      for (int v = 0; v < W; v += 8) P::prefetch(x + r * s.x_row + v);
+  } else {
+    for (int v = 0; v < W; ++v) P::prefetch(x + v * s.x_column);
+  }
+}
+
 // One diagonal block against all right-hand sides. scratch holds the packed triangle and one panel.
 template <typename P>
 void solve_diagonal_block(const LowerSolve& s, vex_int first, vex_int order, double* triangle,
@@ -213,6 +229,7 @@ void solve_diagonal_block(const LowerSolve& s, vex_int first, vex_int order, dou
     move_right_hand_sides<P, true>(s, first, order, column, count, panel);
     const double* l = triangle;
     for (vex_int i = 0; i < order; i += R) {
+      if (column + 2 * W <= s.count) prefetch_right_hand_sides<P>(s, first + i, column + W);
       if (s.unit)
         solve_register_block<P, true>(i, l, panel);
       else

@@ -1,0 +1,57 @@
+// The objects of the code paths, as the linker sees them. A weak symbol is a function (or table) of which the
+// linker keeps one copy for everybody; if the copy it keeps was compiled for wider instructions than the
+// processor has, code far from any kernel dies. So a path's unit defines none whose name does not carry the
+// path.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Symbol {
+  std::string member, name;
+  char type;
+};
+
+std::vector<Symbol> symbols_of(const std::string& archive) {
+  std::vector<Symbol> symbols;
+  std::FILE* const pipe = popen(("nm -A --defined-only " + archive + " 2>/dev/null").c_str(), "r");
+  char line[4096];
+  while (pipe && std::fgets(line, sizeof line, pipe)) {  // archive:member:address type name
+    const std::string text = line;
+    const std::size_t first = text.find(':'), second = text.find(':', first + 1);
+    if (second == std::string::npos) continue;
+    std::istringstream rest(text.substr(second + 1));
+    std::string address, type, name;
+    if (rest >> address >> type >> name)
+      symbols.push_back({text.substr(first + 1, second - first - 1), name, type[0]});
+  }
+  if (pipe) pclose(pipe);
+  return symbols;
+}
+
+bool of_the_tool_chain(const std::string& name) {
+  for (const char* prefix : {"__asan", "__odr_asan", "__tsan", "__ubsan", "DW.ref.", "__clang"})
+    if (name.rfind(prefix, 0) == 0) return true;
+  return false;
+}
+
+TEST(PathObjects, SharedCodeCompiledForWiderInstructions) {
+  const std::vector<Symbol> symbols = symbols_of(BINARY_DIR "/libvex.a");
+  for (const std::string path : {"def", "cnr_def", "mc3", "avx2", "avx512"}) {
+    int defined = 0;
+    for (const Symbol& symbol : symbols) {
+      if (symbol.member != path + ".cpp.o") continue;
+      ++defined;
+      const bool weak = symbol.type == 'W' || symbol.type == 'V' || symbol.type == 'u';
+      EXPECT_FALSE(weak && symbol.name.find(path) == std::string::npos && !of_the_tool_chain(symbol.name))
+          << path << ": " << symbol.name;
+    }
+    EXPECT_GT(defined, 10) << path << ": no such object in the library, or nm is missing";
+  }
+}
+
+}  // namespace
