@@ -112,7 +112,6 @@ bool is_sound_file(int file) {
 
 // Opens the first file that stands at an element of the search path, provided that it is a catalogue.
 nl_catd open_first(const char* search_path, const Language& language, bool& found) {
-  const nl_catd refused = reinterpret_cast<nl_catd>(-1);  // catopen's word for it
   for (const char* element = search_path;;) {
     const char* end = element + std::strcspn(element, ":");
     Path path;
@@ -126,8 +125,9 @@ nl_catd open_first(const char* search_path, const Language& language, bool& foun
       found = true;
       const bool sound = is_sound_file(file);
       close(file);
-      const nl_catd result = sound ? catopen(named.text(), 0) : refused;
-      return result == refused ? nullptr : result;
+      if (!sound) return nullptr;
+      const nl_catd result = catopen(named.text(), 0);
+      return reinterpret_cast<std::intptr_t>(result) == -1 ? nullptr : result;
     }
     if (!*end) return nullptr;
     element = end + 1;

@@ -14,13 +14,6 @@ constexpr vex_int highest = std::numeric_limits<vex_int>::max();
 
 }  // namespace
 
-TEST(Numeric, ASignIsLostAtZero) {
-  EXPECT_EQ(vex_serv_d_sign(-3, 0.0), 3);
-  EXPECT_EQ(vex_serv_d_sign(3, -0.0), -3);
-  EXPECT_EQ(vex_serv_s_sign(3, -2), -3);
-  EXPECT_EQ(vex_serv_s_sign(-infinity, 1), infinity);
-}
-
 TEST(Numeric, APowerStopsShortOrNeverEnds) {
   for (const double x : {-2.5, -1.0, 0.5, 1.25, 3.0}) {
     double product = 1;
@@ -39,19 +32,13 @@ TEST(Numeric, APowerStopsShortOrNeverEnds) {
 }
 
 TEST(Numeric, AHalfIsRoundedTheWrongWay) {
-  const struct {
-    double x, truncated, rounded;
-  } cases[] = {{0.5, 0, 1},    {-0.5, 0, -1},    {1.5, 1, 2},          {2.5, 2, 3},
-               {-2.5, -2, -3}, {-3.999, -3, -4}, {1e300, 1e300, 1e300}};
-  for (const auto& row : cases) {
-    EXPECT_EQ(vex_serv_d_int(row.x), row.truncated);
-    EXPECT_EQ(vex_serv_d_round(row.x), row.rounded);
-    if (std::fabs(row.x) > 1e30) continue;
-    EXPECT_EQ(vex_serv_s_int(static_cast<float>(row.x)), static_cast<float>(row.truncated));
-    EXPECT_EQ(vex_serv_s_round(static_cast<float>(row.x)), static_cast<float>(row.rounded));
-  }
+  EXPECT_EQ(vex_serv_d_round(-2.5), -3);
+  EXPECT_EQ(vex_serv_s_round(2.5f), 3);
   EXPECT_EQ(vex_serv_d_round(0.49999999999999994), 0);  // x + 1/2 would round to 1
-  EXPECT_EQ(vex_serv_d_round(0x1p52 + 1), 0x1p52 + 1);
+  EXPECT_EQ(vex_serv_d_int(-3.999), -3);
+  EXPECT_EQ(vex_serv_s_int(1e30f), 1e30f);
+  EXPECT_EQ(vex_serv_d_sign(3, -0.0), -3);
+  EXPECT_EQ(vex_serv_s_sign(-3, 0), 3);
 }
 
 TEST(Numeric, AComplexModulusOverflowsOrARootLeavesItsHalfPlane) {
