@@ -99,7 +99,7 @@ TEST(CommandLine, TurnsDownWhatIsNoInputFile) {
   ASSERT_EQ(truncate((directory.path() + "/zeros").c_str(), 1 << 30),
             0);  // sparse: one line of 1 GB, no break
   directory.write("ones", std::string(100000, '1'));
-  directory.write("random", std::string("\x7f\0\xff\n\x01\0\n\0\0\x80%n%s\n", 16));
+  directory.write("random", std::string("\x7f\0\xff\n\x01\0\n\0\0\x80%n%s\n", 15));
   for (const char* name : {".", "zeros", "ones", "random", "/dev/null"}) {
     const ProgramResult result = run_in(directory, {name});
     EXPECT_EQ(result.output, std::string("Could not open file ") + name + ", aborted.\n");

@@ -67,6 +67,7 @@ System generate(std::int32_t m, std::int32_t n, std::int32_t lda) {
 System plain_system(std::int32_t m, std::int32_t n, std::int32_t lda, std::int32_t nb, std::int32_t threads) {
   const std::int32_t p = std::min((n + nb - 1) / nb, threads);
   std::vector<PlainStream> streams;
+  streams.reserve(static_cast<std::size_t>(p));
   for (std::int32_t t = 0; t < p; ++t) streams.emplace_back(static_cast<std::uint64_t>(t) + 1);
   System system{std::vector<double>(static_cast<std::size_t>(lda) * static_cast<std::size_t>(n), -7.0),
                 std::vector<double>(static_cast<std::size_t>(m), 0.0)};

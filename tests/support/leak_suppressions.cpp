@@ -2,4 +2,6 @@
 
 // clang's OpenMP runtime never returns what it holds for teams when their size changes.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions();
-extern "C" const char* __lsan_default_suppressions() { return "leak:libomp.so\n"; }
+extern "C" const char* __lsan_default_suppressions() {
+  return "leak:libomp.so\n";
+}

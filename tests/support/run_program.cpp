@@ -143,7 +143,7 @@ ScratchDirectory::~ScratchDirectory() {
 }
 
 std::string ScratchDirectory::write(const std::string& name, const std::string& text) const {
-  const std::string file = path_ + "/" + name;
+  std::string file = path_ + "/" + name;
   std::ofstream(file, std::ios::binary) << text;
   return file;
 }
