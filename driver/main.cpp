@@ -9,6 +9,7 @@
 #include "driver/report_header.h"
 #include "driver/test_loop.h"
 #include "driver/vendor_gate.h"
+#include "service/cleanup.h"
 
 int main(int argc, char** argv) {
   using namespace vex::driver;
@@ -18,6 +19,7 @@ int main(int argc, char** argv) {
     std::exit(-1);
   }
   occupy_standard_descriptors();
+  vex::service::require_working_directory();  // help texts and relative names are looked up there
 
   Configuration run;
   if (const std::optional<int> status = read_parameters(argc, argv, run)) return finish_output(*status);
