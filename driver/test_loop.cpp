@@ -9,7 +9,7 @@
 #include <cstdlib>
 
 #include "driver/report.h"
-#include "service/system_allocator.h"
+#include "service/huge_pages.h"
 
 namespace vex::driver {
 namespace {

@@ -1,6 +1,7 @@
 // Which slot serves a request, and what happens to the others.
 #include "service/bank.h"
 
+#include "service/alignment.h"
 #include "service/memory_statistics.h"
 #include "service/system_allocator.h"
 
@@ -8,8 +9,7 @@ namespace vex::service {
 namespace {
 
 void* hand_out(Slot& slot, std::size_t size, std::size_t alignment) {
-  const auto start = reinterpret_cast<std::uintptr_t>(slot.system_block);
-  void* block = reinterpret_cast<void*>((start + alignment - 1) & ~(alignment - 1));
+  void* block = align_up(slot.system_block, alignment);
   slot.size = size;
   // Relaxed: another thread looks for this address only after it was given it.
   slot.address.store(block, std::memory_order_relaxed);

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "service/alignment.h"
 #include "service/memory_statistics.h"
 #include "service/system_allocator.h"
 #include "service/thread_registry.h"
@@ -46,8 +47,7 @@ void* vex_serv_malloc(std::size_t size, std::size_t requested_alignment) {
   if (!system_block) return nullptr;
   count_plain_obtained(total);
   count_obtained(total);
-  const std::uintptr_t end = reinterpret_cast<std::uintptr_t>(system_block) + alignment + sizeof(BlockHeader);
-  void* block = reinterpret_cast<void*>(end & ~(alignment - 1));
+  void* block = align_down(static_cast<char*>(system_block) + alignment + sizeof(BlockHeader), alignment);
   header_of(block) = {system_block, total, static_cast<std::uint32_t>(alignment)};
   return block;
 }

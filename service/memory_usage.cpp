@@ -1,9 +1,8 @@
-// The questions about memory held, answered from the registry and from the statistics.
-#include "service/memory_usage.h"
-
+// The questions about memory held, which vex.h declares, answered from the registry and from the statistics.
 #include "service/memory_statistics.h"
 #include "service/system_allocator.h"
 #include "service/thread_registry.h"
+#include "vex.h"
 
 namespace vex::service {
 namespace {

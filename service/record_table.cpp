@@ -4,6 +4,7 @@
 #include <bit>
 #include <new>
 
+#include "service/alignment.h"
 #include "service/system_allocator.h"
 
 namespace vex::service {
@@ -26,8 +27,7 @@ bool make_segment(std::size_t segment) {
   const std::size_t length = first_records << segment;
   void* memory = system_obtain(length * sizeof(ThreadRecord) + alignof(ThreadRecord));
   if (!memory) return false;
-  const std::size_t mask = alignof(ThreadRecord) - 1;
-  auto* records = reinterpret_cast<ThreadRecord*>((reinterpret_cast<std::uintptr_t>(memory) + mask) & ~mask);
+  auto* records = reinterpret_cast<ThreadRecord*>(align_up(memory, alignof(ThreadRecord)));
   for (std::size_t i = 0; i < length; ++i) new (&records[i]) ThreadRecord{};
   segments[segment].store(records, std::memory_order_release);  // pairs with mm_vector_fetch
   return true;

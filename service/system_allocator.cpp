@@ -6,10 +6,12 @@
 
 #include "service/environment.h"
 #include "service/fast_memory.h"
+#include "service/huge_pages.h"
 #include "service/messages.h"
 #include "service/platform.h"
 #include "service/spin_lock.h"
 #include "service/verbose.h"
+#include "vex.h"
 
 namespace vex::service {
 
@@ -18,7 +20,6 @@ constinit MemorySettings memory_settings;
 namespace {
 
 constinit std::int32_t init_lock = 0;
-constexpr std::size_t huge_page = std::size_t{2} << 20;
 
 struct SystemHeader {
   void* start;  // of the header itself, as obtained
@@ -89,14 +90,6 @@ void* mm_internal_malloc(std::size_t bytes) {
 void mm_internal_free(void* block) {
   const SystemHeader header = static_cast<SystemHeader*>(block)[-1];
   header.is_fast ? release_fast_memory(header.start, header.size) : platform().system_free(header.start);
-}
-
-void advise_huge_pages(void* start, std::size_t bytes) {
-  if (bytes < huge_page) return;
-  const auto address = reinterpret_cast<std::uintptr_t>(start);
-  const std::uintptr_t first = (address + huge_page - 1) & ~(huge_page - 1);
-  const std::uintptr_t last = (address + bytes) & ~(huge_page - 1);
-  if (first < last) platform().advise_huge_pages(reinterpret_cast<void*>(first), last - first);
 }
 
 }  // namespace vex::service

@@ -6,13 +6,6 @@
 #include <atomic>
 #include <cstddef>
 
-extern "C" {
-
-// Limits the fast memory in use. type: 1, the only one there is; limit: in MiB. 1 when the limit was taken; 0
-// for any other type, without usable fast memory, and on every call after the first that succeeded.
-int vex_serv_set_memory_limit(int type, std::size_t limit);
-}
-
 namespace vex::service {
 
 struct MemorySettings {
@@ -46,9 +39,5 @@ void system_release(void* block);
 // memory from the ordinary heap.
 void* mm_internal_malloc(std::size_t bytes);
 void mm_internal_free(void* block);
-
-// Asks the kernel to back the 2 MiB pages that lie wholly inside a block with huge pages. Nothing for smaller
-// blocks.
-void advise_huge_pages(void* start, std::size_t bytes);
 
 }  // namespace vex::service

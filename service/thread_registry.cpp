@@ -118,20 +118,19 @@ std::uint64_t mm_get_tinfo() {
 }
 
 bool mm_set_tinfo(std::uint64_t identity) {
-  // The identity is the key's value as it is; nothing is allocated for it.
-  static_assert(sizeof(void*) == sizeof identity);
-  if (pthread_setspecific(thread_end.key, reinterpret_cast<void*>(identity)) != 0) return false;
+  // The key's destructor is given the place where the identity stands.
+  if (pthread_setspecific(thread_end.key, &own_identity) != 0) return false;
   own_identity = {identity, mm_vector_fetch(index_of(identity))};
   return true;
 }
 
-void mm_cleanup_thread_cbk(void* ending) {
-  const auto identity = reinterpret_cast<std::uint64_t>(ending);
-  own_identity = {};  // should this thread's other destructors come here again, it gets a new one
-  const RegistryStop stop;
-  if (identity >> 32 != registry_gate.generation.load(std::memory_order_relaxed)) return;
-  ThreadRecord* record = mm_vector_fetch(index_of(identity));
-  if (record) end_record(stop, *record);
+void mm_cleanup_thread_cbk(void* identity) {
+  auto& ending = *static_cast<OwnIdentity*>(identity);
+  {
+    const RegistryStop stop;
+    if (!ending.is_void()) end_record(stop, *ending.record);
+  }
+  ending = {};  // should this thread's other destructors come here again, it gets a new one
 }
 
 ThreadRecord* own_record_or_new() {

@@ -36,8 +36,8 @@ std::uint64_t mm_get_tinfo();
 // Also sees to it that the end of the thread is noticed; false, with nothing stored, when that is impossible.
 bool mm_set_tinfo(std::uint64_t identity);
 
-// Called with the ending thread's identity: its record becomes vacant, or ended while somebody uses a block
-// of it.
+// Called with the place of the ending thread's identity: its record becomes vacant, or ended while somebody
+// uses a block of it.
 void mm_cleanup_thread_cbk(void* identity);
 
 // The calling thread's identity and the record that it names, which is another thread's when the identity is

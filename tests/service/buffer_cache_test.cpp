@@ -7,17 +7,16 @@
 #include <algorithm>
 #include <barrier>
 #include <cstring>
-#include <latch>
 #include <mutex>
 #include <optional>
 #include <random>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "service/bank.h"
 #include "service/cleanup.h"
 #include "service/memory.h"
-#include "service/memory_usage.h"
 #include "service/system_allocator.h"
 #include "service/thread_registry.h"
 #include "tests/support/alone.h"
@@ -28,34 +27,29 @@ namespace {
 using vex::test::CountingAllocator;
 using vex::test::in_unused_memory;
 
-// A thread's five slots, in the plainest terms: capacities, in the order of the slots.
+// A thread's five slots in the plainest terms.
 struct PlainBank {
   struct PlainSlot {
-    std::size_t capacity = 0;
+    std::size_t capacity = 0;  // 0: empty
     bool in_use = false;
   };
   PlainSlot slots[5];
 
-  // The slot that serves the request, or nothing when all are in use.
+  // The slot that serves the request: the best by the first rule that any slot meets; nothing when all are in
+  // use.
   std::optional<int> take(std::size_t need) {
-    int chosen = -1;
-    for (int i = 4; i >= 0; --i) {
-      if (slots[i].capacity == need && !slots[i].in_use) chosen = i;
+    using Rank = std::tuple<int, std::size_t, int>;
+    std::optional<Rank> best;
+    for (int i = 0; i < 5; ++i) {
+      const std::size_t capacity = slots[i].capacity;
+      if (slots[i].in_use) continue;
+      const int rule = capacity == need ? 0 : capacity > need ? 1 : capacity == 0 ? 2 : 3;
+      const Rank rank{rule, rule == 1 ? capacity : 0, i};
+      if (!best || rank < *best) best = rank;
     }
-    for (int i = 0; i < 5 && chosen < 0; ++i) {
-      const auto fits = [&](int j) { return !slots[j].in_use && slots[j].capacity > need; };
-      const auto better = [&](int j) { return fits(j) && slots[j].capacity < slots[i].capacity; };
-      if (fits(i) && !better(0) && !better(1) && !better(2) && !better(3) && !better(4)) chosen = i;
-    }
-    for (int i = 0; i < 5 && chosen < 0; ++i) {
-      if (slots[i].capacity == 0) chosen = i;
-    }
-    for (int i = 0; i < 5 && chosen < 0; ++i) {
-      if (!slots[i].in_use) chosen = i;
-    }
-    if (chosen < 0) return {};
-    if (slots[chosen].capacity < need) slots[chosen].capacity = need;
-    slots[chosen].in_use = true;
+    if (!best) return {};
+    const int chosen = std::get<2>(*best);
+    slots[chosen] = {std::max(slots[chosen].capacity, need), true};
     return chosen;
   }
 };
@@ -169,19 +163,15 @@ TEST(BufferCache, SwitchIgnoredOrTooLateAccepted) {
   });
 }
 
-TEST(BufferCache, ReleaseByAnotherThreadLosesTheBuffer) {
+TEST(BufferCache, BlockLostOrLeakedWhenThreadsPassItOnOrEnd) {
   if (!vex::test::alone()) return;
   in_unused_memory([] {
-    void* block = vex_serv_allocate(1000, 128);
-    std::thread([&] { vex_serv_deallocate(block); }).join();
-    EXPECT_EQ(vex_serv_allocate(1000, 128), block);
-    vex_serv_deallocate(block);
-  });
-}
-
-TEST(BufferCache, BlockLostOrLeakedWhenItsOwnerEnds) {
-  if (!vex::test::alone()) return;
-  in_unused_memory([] {
+    void* mine = vex_serv_allocate(1000, 128);
+    std::thread([&] { vex_serv_deallocate(mine); }).join();
+    EXPECT_EQ(vex_serv_allocate(1000, 128), mine);
+    vex_serv_deallocate(mine);
+    vex_serv_thread_free_buffers();
+    EXPECT_EQ(CountingAllocator::live(), 0);
     char* survivor[2];
     std::thread([&] {
       vex_serv_deallocate(vex_serv_allocate(5000, 128));  // in no use: goes with the thread
@@ -282,6 +272,34 @@ TEST(BufferCache, LateThreadsLoseTheirBanks) {
     // The blocks in use at their owner's end, and the one segment of later records.
     EXPECT_EQ(CountingAllocator::live(), count + 1);
     EXPECT_EQ(vex_serv_mem_stat(nullptr), count * 328);
+  });
+}
+
+TEST(BufferCache, ThreadWithoutARecordFails) {
+  if (!vex::test::alone()) return;
+  in_unused_memory([] {
+    std::barrier everybody(1025);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 1024; ++i) {
+      threads.emplace_back([&] {
+        vex_serv_deallocate(vex_serv_allocate(100, 128));
+        everybody.arrive_and_wait();
+        everybody.arrive_and_wait();
+      });
+    }
+    everybody.arrive_and_wait();
+    for (const bool fails : {true, false}) {
+      const std::int64_t before = vex_serv_mem_stat(nullptr);
+      CountingAllocator::failing = fails;  // the segment of later records
+      void* block = vex_serv_allocate(100, 128);
+      EXPECT_NE(block, nullptr);
+      vex_serv_deallocate(block);
+      EXPECT_EQ(vex_serv_mem_stat(nullptr) - before, fails ? 0 : 228);  // cached only with a record
+    }
+    everybody.arrive_and_wait();
+    for (std::thread& thread : threads) thread.join();
+    vex_serv_free_buffers();
+    EXPECT_EQ(vex_serv_mem_stat(nullptr), 0);
   });
 }
 

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "service/memory.h"
-#include "service/system_allocator.h"
 #include "tests/support/alone.h"
 #include "tests/support/counting_allocator.h"
 
@@ -19,16 +18,15 @@ namespace {
 using vex::service::CpuidResult;
 using vex::service::Platform;
 using vex::test::CountingAllocator;
+using vex::test::in_unused_memory;
 
 std::string stand_in_folder(const char* which) {
   return std::string(BINARY_DIR "/tests/stand_in/") + which;
 }
 
-// A many-core processor whose program and library lie in no folder that holds the library looked for.
+// A processor with such memory, whose program and library lie in no folder that holds the library looked for.
 Platform& many_core_machine() {
-  CountingAllocator::install();
-  static Platform table;
-  table = vex::service::platform();
+  Platform& table = CountingAllocator::install();
   table.cpuid = [](std::uint32_t leaf, std::uint32_t subleaf) {
     CpuidResult result = vex::service::real_platform.cpuid(leaf, subleaf);
     if (leaf == 0) result.eax = std::max(result.eax, 7u);
@@ -38,18 +36,22 @@ Platform& many_core_machine() {
   };
   table.xgetbv = [](std::uint32_t) -> std::uint64_t { return 0xE7; };
   table.libc_is_shared = [] { return true; };
-  table.library_directory = [](char*, std::size_t) { return false; };
-  table.program_directory = [](char*, std::size_t) { return false; };
-  vex::service::set_platform(&table);
+  table.library_directory = table.program_directory = [](char*, std::size_t) { return false; };
   return table;
 }
 
-bool (*directory_holding(const char* which))(char*, std::size_t) {
+CpuidResult without_prefetch_and_reciprocals(std::uint32_t leaf, std::uint32_t subleaf) {
+  CpuidResult result = vex::service::real_platform.cpuid(leaf, subleaf);
+  if (leaf == 7 && subleaf == 0) result.ebx &= ~(3u << 26);
+  return result;
+}
+
+using Directory = bool (*)(char* buffer, std::size_t capacity);
+
+Directory directory_holding(const char* which) {
   static std::string folder;
   folder = stand_in_folder(which);
-  return [](char* buffer, std::size_t capacity) {
-    return folder.copy(buffer, capacity) == folder.size() && (buffer[folder.size()] = 0, true);
-  };
+  return [](char* buffer, std::size_t) { return std::strcpy(buffer, folder.c_str()) != nullptr; };
 }
 
 // A variable of the stand-in that is loaded.
@@ -66,53 +68,34 @@ bool served_fast() {
   return CountingAllocator::obtained == from_heap;
 }
 
-void in_child(const std::function<void()>& body) {
-  const vex::test::ProcessResult result = vex::test::in_fresh_process([&] {
-    body();
-    std::fflush(nullptr);
-    _exit(testing::Test::HasFailure());
-  });
-  EXPECT_EQ(result.status, 0) << result.output << result.errors;
-}
-
 TEST(FastMemory, UsedWhereItIsNotOrMissedWhereItIs) {
   if (!vex::test::alone()) return;
-  in_child([] {
-    many_core_machine().library_directory = directory_holding("usable");
-    EXPECT_TRUE(served_fast());
-  });
-  in_child([] {
-    many_core_machine().program_directory = directory_holding("usable");
-    EXPECT_TRUE(served_fast());
-  });
-  in_child([] {  // the processor has none
-    Platform& machine = many_core_machine();
-    machine.library_directory = directory_holding("usable");
-    machine.cpuid = [](std::uint32_t leaf, std::uint32_t subleaf) {
-      CpuidResult result = vex::service::real_platform.cpuid(leaf, subleaf);
-      if (leaf == 7 && subleaf == 0) result.ebx &= ~(3u << 26);
-      return result;
-    };
-    EXPECT_FALSE(served_fast());
-    EXPECT_EQ(vex_serv_set_memory_limit(1, 5), 0);
-  });
-  in_child([] {  // nothing can be loaded
-    Platform& machine = many_core_machine();
-    machine.library_directory = directory_holding("usable");
-    machine.libc_is_shared = [] { return false; };
-    EXPECT_FALSE(served_fast());
-  });
-  in_child([] {  // the program brought its own allocator
-    Platform& machine = many_core_machine();
-    machine.library_directory = directory_holding("usable");
-    machine.allocator_is_libcs = [] { return false; };
-    EXPECT_FALSE(served_fast());
-  });
+  struct {
+    bool used;
+    void (*change)(Platform& machine);
+  } const cases[] = {
+      {true, [](Platform&) {}},
+      {true, [](Platform& machine) { std::swap(machine.library_directory, machine.program_directory); }},
+      {false, [](Platform& machine) { machine.libc_is_shared = [] { return false; }; }},
+      {false, [](Platform& machine) { machine.allocator_is_libcs = [] { return false; }; }},
+      {false, [](Platform& machine) { machine.xgetbv = [](std::uint32_t) -> std::uint64_t { return 7; }; }},
+      {false, [](Platform& machine) { machine.cpuid = without_prefetch_and_reciprocals; }}};
+  for (const auto& c : cases) {
+    in_unused_memory([&] {
+      Platform& machine = many_core_machine();
+      machine.library_directory = directory_holding("usable");
+      c.change(machine);
+      EXPECT_EQ(served_fast(), c.used);
+      if (!c.used && machine.allocator_is_libcs()) {
+        EXPECT_EQ(vex_serv_set_memory_limit(1, 5), 0);
+      }
+    });
+  }
 }
 
 TEST(FastMemory, LibraryLookedForElsewhere) {
   if (!vex::test::alone()) return;
-  in_child([] {
+  in_unused_memory([] {
     Platform& machine = many_core_machine();
     static std::vector<std::string> asked;
     machine.library_directory = [](char* buffer, std::size_t) {
@@ -163,7 +146,7 @@ TEST(FastMemory, UnusableLibraryUsedOrRejectedInSilence) {
 
 TEST(FastMemory, LimitPassedOrBytesNotGivenBack) {
   if (!vex::test::alone()) return;
-  in_child([] {
+  in_unused_memory([] {
     setenv("VEX_FAST_MEMORY_LIMIT", "1", 1);
     many_core_machine().library_directory = directory_holding("usable");
     EXPECT_TRUE(served_fast());
@@ -192,7 +175,7 @@ TEST(FastMemory, LimitPassedOrBytesNotGivenBack) {
 
 TEST(FastMemory, SecondLimitOrWrongTypeTaken) {
   if (!vex::test::alone()) return;
-  in_child([] {
+  in_unused_memory([] {
     many_core_machine().library_directory = directory_holding("usable");
     void* before = vex_serv_malloc(3 << 20, 64);
     EXPECT_EQ(CountingAllocator::obtained, 0);

@@ -24,7 +24,6 @@
 #include "service/frequency.h"
 #include "service/instruction_ceiling.h"
 #include "service/memory.h"
-#include "service/memory_usage.h"
 #include "service/progress.h"
 #include "service/reproducibility.h"
 #include "service/system_allocator.h"

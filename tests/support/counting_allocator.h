@@ -15,14 +15,12 @@ namespace vex::test {
 struct CountingAllocator {
   inline static std::atomic<long> obtained{0}, released{0};
   inline static std::atomic<long> failing{0};  // the failing-th call from now on gives null; 0: none does
-  inline static std::atomic<std::size_t> newest{0};  // bytes asked for last
   inline static std::atomic<long> advised{0};
 
   static void* obtain(std::size_t bytes) {
     if (failing > 0 && --failing == 0) return nullptr;
     if (bytes >> 40 != 0) return nullptr;  // where a sanitizer would rather end the process
     ++obtained;
-    newest = bytes;
     return std::malloc(bytes);
   }
   static void release(void* block) {
@@ -31,19 +29,21 @@ struct CountingAllocator {
   }
   static long live() { return obtained - released; }
 
-  // internal: blocks carry the library's own header beneath, as when malloc is the C library's.
-  static void install(bool internal = true) {
+  // The table in force, for further changes. Blocks carry the library's own header, as when malloc is libc's.
+  static service::Platform& install() {
     static service::Platform table;
     table = service::real_platform;
     table.system_malloc = obtain;
     table.system_free = release;
-    table.allocator_is_libcs = internal ? [] { return true; } : [] { return false; };
+    table.allocator_is_libcs = [] { return true; };
     table.advise_huge_pages = [](void*, std::size_t) { ++advised; };
     service::set_platform(&table);
+    return table;
   }
 };
 
-// Runs a test's body, expectations and all, in a process whose memory rooms nobody has used.
+// Runs a test's body, expectations and all, in a process whose memory rooms nobody has used; for tests that
+// run alone.
 inline void in_unused_memory(const std::function<void()>& body) {
   const ProcessResult result = in_fresh_process([&] {
     CountingAllocator::install();
