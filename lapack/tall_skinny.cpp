@@ -1,11 +1,6 @@
-// The factorization of matrices much taller than wide.
-#include <algorithm>
-#include <atomic>
-
+// The factorization of matrices much taller than wide: one panel, on the calling thread.
 #include "lapack/getrf.h"
-#include "lapack/ilaenv.h"
 #include "lapack/panel.h"
-#include "service/thread_count.h"
 
 void vex_lapack_dgetrf_ts(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,
                           vex_int* info) {
