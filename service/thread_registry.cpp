@@ -62,18 +62,22 @@ void end_record(const RegistryStop& stop, ThreadRecord& record) {
 
 // Ends all threads' records at once: the caches go, every identity is void, and blocks still in use are
 // released when they are given back.
-void shut_down(void*) {
+void end_all_records() {
   const RegistryStop stop;
-  thread_end.shutdown_registered.store(false, std::memory_order_relaxed);
   registry_gate.generation.fetch_add(1, std::memory_order_relaxed);
   for_each_record([&](ThreadRecord& record) {
     if (record.state.load(std::memory_order_relaxed) == RecordState::live) end_record(stop, record);
   });
 }
 
+void shut_down(void*) {
+  thread_end.shutdown_registered.store(false, std::memory_order_relaxed);
+  end_all_records();
+}
+
 // Without the key no thread's end is noticed any more, so all records end here.
 void delete_key(void*) {
-  shut_down(nullptr);
+  end_all_records();
   SpinGuard guard(thread_end.lock);
   if (thread_end.key_made.exchange(false, std::memory_order_relaxed)) pthread_key_delete(thread_end.key);
 }
