@@ -10,6 +10,7 @@
 #include "blas/named_entries.h"
 #include "blas/vector_threads.h"
 #include "service/buffer_cache.h"
+#include "service/check_pointer.h"
 #include "service/cpu_predicates.h"
 #include "service/thread_count.h"
 #include "service/work_split.h"
@@ -79,7 +80,7 @@ vex_int idamax(vex_int n, const double* x, vex_int incx) {
     return search_in_parts(n, x, incx, parts, partial);
   }
   auto* const partial = static_cast<vex_int*>(vex_serv_allocate(8 * static_cast<std::size_t>(parts), 128));
-  if (!partial) return xidamax(n, x, incx);
+  if (vex_serv_check_ptr_and_warn(partial, "vex_blas_idamax") != 0) return xidamax(n, x, incx);
   const vex_int index = search_in_parts(n, x, incx, parts, partial);
   vex_serv_deallocate(partial);
   return index;

@@ -2,11 +2,12 @@
 #pragma once
 
 #include "blas/avx2/simd.h"
+#include "blas/avx2/tile_12x4.h"
 #include "blas/engine/strategy.h"
 
 namespace vex::blas::avx2 {
 
-struct Path : Simd {
+struct Path : Simd, OwnTile {
   static constexpr engine::BlockConstants blocks{.mr = 12,
                                                  .nr = 4,
                                                  .ku = 1,

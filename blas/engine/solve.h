@@ -5,6 +5,7 @@
 
 #include "blas/engine/multiply.h"
 #include "service/buffer_cache.h"
+#include "service/check_pointer.h"
 
 namespace vex::blas::engine {
 
@@ -286,7 +287,7 @@ void solve(bool left, bool lower, bool transposed, bool unit, vex_int m, vex_int
   const vex_int panel = round_up(block, solve_rows<P>) * solve_columns<P>;
   auto* const scratch =
       static_cast<double*>(vex_serv_allocate(static_cast<std::size_t>(triangle + panel) * 8, 128));
-  if (!scratch) return solve_unblocked<P>(s);
+  if (vex_serv_check_ptr_and_warn(scratch, "DTRSM") != 0) return solve_unblocked<P>(s);
   for (vex_int first = 0; first < s.order; first += block) {
     const vex_int order = smaller(block, s.order - first);
     solve_diagonal_block<P>(s, first, order, scratch, scratch + triangle);

@@ -1,0 +1,78 @@
+// What happens when scratch memory runs out: the answer stays right, nothing leaks, and only the solve says a
+// word.
+#include <cstring>
+#include <span>
+
+#include "service/buffer_cache.h"
+#include "tests/blas/kernels.h"
+#include "tests/support/alone.h"
+#include "tests/support/counting_allocator.h"
+
+namespace vex::test {
+namespace {
+
+class Scratch : public EveryPath {};
+INSTANTIATE_TEST_SUITE_P(Paths, Scratch, testing::ValuesIn(runnable_paths()), path_name);
+
+TEST_P(Scratch, MultiplyWithoutMemoryGivesOtherBits) {
+  if (!alone()) return;
+  in_unused_memory([&] {
+    std::mt19937_64 random(1);
+    const vex_int m = 211, n = 190, k = 403;
+    for (const char* letters : {"NN", "TT"})
+      for (double alpha : {-1.0, 0.3}) {
+        const bool turned = *letters == 'T';
+        Matrix a(turned ? k : m, turned ? m : k, (turned ? k : m) + 1);
+        Matrix b(turned ? n : k, turned ? k : n, turned ? n : k);
+        Matrix c(m, n, m), without(m, n, m);
+        a.fill(random), b.fill(random), c.fill(0.5), without.fill(0.5);
+        const double beta = 0.25;
+        const auto run = [&](Matrix& target) {
+          GetParam().gemm(letters, letters + 1, &m, &n, &k, &alpha, a.data(), &a.ld, b.data(), &b.ld, &beta,
+                          target.data(), &m, 1, 1);
+        };
+        run(c);
+        vex_serv_free_buffers();
+        CountingAllocator::failing = 1;
+        run(without);
+        EXPECT_EQ(CountingAllocator::failing, 0);  // the failure did strike
+        EXPECT_EQ(c.values(), without.values());
+      }
+    vex_serv_free_buffers();
+    EXPECT_EQ(CountingAllocator::live(), 0);
+  });
+}
+
+TEST_P(Scratch, SolveWithoutMemoryGivesUp) {
+  if (!alone()) return;
+  in_unused_memory([&] {
+    std::mt19937_64 random(2);
+    const vex_int m = 300, n = 40;
+    Matrix a(m, m, m), b(m, n, m), without(m, n, m);
+    a.fill(random);
+    for (double& value : std::span(a.data(), static_cast<std::size_t>(m * m)))
+      value /= static_cast<double>(m);
+    b.fill(random);
+    std::memcpy(without.data(), b.data(), sizeof(double) * static_cast<std::size_t>(m * n));
+    const double alpha = 1;
+    const auto run = [&](Matrix& x) {
+      GetParam().trsm("L", "L", "N", "U", &m, &n, &alpha, a.data(), &m, x.data(), &m, 1, 1, 1, 1);
+    };
+    run(b);
+    for (long nth : {1, 2}) {  // the solver's own block, and the first one of a multiply inside it
+      Matrix x(m, n, m);
+      std::memcpy(x.data(), without.data(), sizeof(double) * static_cast<std::size_t>(m * n));
+      vex_serv_free_buffers();
+      CountingAllocator::failing = nth;
+      run(x);
+      CountingAllocator::failing = 0;
+      for (vex_int j = 0; j < n; ++j)
+        for (vex_int i = 0; i < m; ++i) ASSERT_NEAR(x(i, j), b(i, j), 1e-13);
+    }
+    vex_serv_free_buffers();
+    EXPECT_EQ(CountingAllocator::live(), 0);
+  });
+}
+
+}  // namespace
+}  // namespace vex::test
