@@ -1,13 +1,11 @@
 // Block sizes of this path: sixteen registers of four doubles, twelve of them for a 12 x 4 tile.
 #pragma once
 
-#include "blas/avx2/simd.h"
-#include "blas/avx2/tile_12x4.h"
 #include "blas/engine/strategy.h"
 
 namespace vex::blas::avx2 {
 
-struct Path : Simd, OwnTile {
+struct Constants {
   static constexpr engine::BlockConstants blocks{.mr = 12,
                                                  .nr = 4,
                                                  .ku = 1,

@@ -1,5 +1,5 @@
 // The sequential routines of this path: the shared engine, instantiated for its vectors and block sizes.
-#include "blas/avx512/constants.h"
+#include "blas/avx512/path.h"
 #include "blas/engine/matrix_vector.h"
 #include "blas/engine/solve.h"
 #include "blas/paths.h"

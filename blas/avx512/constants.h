@@ -1,13 +1,11 @@
 // Block sizes of this path: thirty-two registers of eight doubles, twenty-four of them for a 24 x 8 tile.
 #pragma once
 
-#include "blas/avx512/simd.h"
-#include "blas/avx512/tile_24x8.h"
 #include "blas/engine/strategy.h"
 
 namespace vex::blas::avx512 {
 
-struct Path : Simd, OwnTile {
+struct Constants {
   static constexpr engine::BlockConstants blocks{.mr = 24,
                                                  .nr = 8,
                                                  .ku = 1,

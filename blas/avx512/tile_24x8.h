@@ -11,69 +11,68 @@
 
 namespace vex::blas::avx512 {
 
+// clang-format off
 // Text of the kernel; a template cannot build an assembler string. %0 is A's panel, %1 B's, %2 the steps
 // left, %3 the tile of C, %4 its leading dimension in bytes.
 #define VEX_LOAD(offset, zmm) "vmovupd " #offset "(%0), %%zmm" #zmm "\n"
 #define VEX_SPREAD(offset, zmm) "vbroadcastsd " #offset "(%1), %%zmm" #zmm "\n"
-#define VEX_COLUMN(b, c0, c1, c2)              \
-  "vfmadd231pd %%zmm" #b ", %%zmm0, %%zmm" #c0 \
-  "\n"                                         \
-  "vfmadd231pd %%zmm" #b ", %%zmm1, %%zmm" #c1 \
-  "\n"                                         \
+#define VEX_COLUMN(b, c0, c1, c2)                                                                           \
+  "vfmadd231pd %%zmm" #b ", %%zmm0, %%zmm" #c0 "\n"                                                         \
+  "vfmadd231pd %%zmm" #b ", %%zmm1, %%zmm" #c1 "\n"                                                         \
   "vfmadd231pd %%zmm" #b ", %%zmm2, %%zmm" #c2 "\n"
-#define VEX_STEP(a, b)                                                                                    \
-  VEX_LOAD(a, 0)                                                                                          \
-  VEX_LOAD(a + 64, 1)                                                                                     \
-  VEX_LOAD(a + 128, 2)                                                                                    \
-  VEX_COLUMN(6, 8, 9, 10)                                                                                 \
-  VEX_SPREAD(b + 16, 6)                                                                                   \
-  VEX_COLUMN(7, 11, 12, 13)                                                                               \
-  VEX_SPREAD(b + 24, 7) VEX_COLUMN(6, 14, 15, 16) VEX_SPREAD(b + 32, 6) VEX_COLUMN(7, 17, 18, 19)         \
-      VEX_SPREAD(b + 40, 7) VEX_COLUMN(6, 20, 21, 22) VEX_SPREAD(b + 48, 6) VEX_COLUMN(7, 23, 24, 25)     \
-          VEX_SPREAD(b + 56, 7) VEX_COLUMN(6, 26, 27, 28) VEX_SPREAD(b + 64, 6) VEX_COLUMN(7, 29, 30, 31) \
-              VEX_SPREAD(b + 72, 7)
-#define VEX_ZERO(c0, c1, c2)                     \
-  "vpxorq %%zmm" #c0 ", %%zmm" #c0 ", %%zmm" #c0 \
-  "\n"                                           \
-  "vpxorq %%zmm" #c1 ", %%zmm" #c1 ", %%zmm" #c1 \
-  "\n"                                           \
+#define VEX_STEP(a, b)                                                                                      \
+  VEX_LOAD(a, 0) VEX_LOAD(a + 64, 1) VEX_LOAD(a + 128, 2)                                                   \
+  VEX_COLUMN(6, 8, 9, 10) VEX_SPREAD(b + 16, 6) VEX_COLUMN(7, 11, 12, 13) VEX_SPREAD(b + 24, 7)             \
+  VEX_COLUMN(6, 14, 15, 16) VEX_SPREAD(b + 32, 6) VEX_COLUMN(7, 17, 18, 19) VEX_SPREAD(b + 40, 7)           \
+  VEX_COLUMN(6, 20, 21, 22) VEX_SPREAD(b + 48, 6) VEX_COLUMN(7, 23, 24, 25) VEX_SPREAD(b + 56, 7)           \
+  VEX_COLUMN(6, 26, 27, 28) VEX_SPREAD(b + 64, 6) VEX_COLUMN(7, 29, 30, 31) VEX_SPREAD(b + 72, 7)
+#define VEX_ZERO(c0, c1, c2)                                                                                \
+  "vpxorq %%zmm" #c0 ", %%zmm" #c0 ", %%zmm" #c0 "\n"                                                       \
+  "vpxorq %%zmm" #c1 ", %%zmm" #c1 ", %%zmm" #c1 "\n"                                                       \
   "vpxorq %%zmm" #c2 ", %%zmm" #c2 ", %%zmm" #c2 "\n"
-#define VEX_ADD(c0, c1, c2)                \
-  "vaddpd (%3), %%zmm" #c0 ", %%zmm" #c0   \
-  "\n"                                     \
-  "vaddpd 64(%3), %%zmm" #c1 ", %%zmm" #c1 \
-  "\n"                                     \
+#define VEX_ADD(c0, c1, c2)                                                                                 \
+  "vaddpd (%3), %%zmm" #c0 ", %%zmm" #c0 "\n"                                                               \
+  "vaddpd 64(%3), %%zmm" #c1 ", %%zmm" #c1 "\n"                                                             \
   "vaddpd 128(%3), %%zmm" #c2 ", %%zmm" #c2 "\n"
-#define VEX_STORE(c0, c1, c2) \
-  "vmovupd %%zmm" #c0         \
-  ", (%3)\n"                  \
-  "vmovupd %%zmm" #c1         \
-  ", 64(%3)\n"                \
-  "vmovupd %%zmm" #c2         \
-  ", 128(%3)\n"               \
+#define VEX_STORE(c0, c1, c2)                                                                               \
+  "vmovupd %%zmm" #c0 ", (%3)\n"                                                                            \
+  "vmovupd %%zmm" #c1 ", 64(%3)\n"                                                                          \
+  "vmovupd %%zmm" #c2 ", 128(%3)\n"                                                                         \
   "addq %6, %3\n"
 #define VEX_NOTHING(c0, c1, c2)
 #define VEX_LAST(EACH, c0, c1, c2) EACH(c0, c1, c2) VEX_STORE(c0, c1, c2)
-#define VEX_TILE(EACH) \
-  VEX_ZERO(8, 9, 10)   \
-  VEX_ZERO(11, 12, 13) VEX_ZERO(14, 15, 16) VEX_ZERO(17, 18, 19) VEX_ZERO(20, 21, 22) VEX_ZERO(23, 24, 25)    \
-      VEX_ZERO(26, 27, 28) VEX_ZERO(29, 30, 31) VEX_SPREAD(0, 6) VEX_SPREAD(                                  \
-          8, 7) "subq $4, %2\njl 2f\n.p2align 5\n1:\n" VEX_STEP(0, 0) VEX_STEP(192, 64) VEX_STEP(384, 128)    \
-          VEX_STEP(                                                                                           \
-              576,                                                                                            \
-              192) "prefetcht1 (%4)\naddq %5, %4\naddq $768, %0\naddq $256, %1\nsubq $4, %2\njge 1b\n2:\naddq $4, %2\njz "                  \
-                   "4f\n3:\n" VEX_STEP(0,                                                                     \
-                                       0) "addq $192, %0\naddq $64, %1\ndecq %2\njnz 3b\n4:\n" VEX_LAST(EACH, \
-                                                                                                        8,    \
-                                                                                                        9,    \
-                                                                                                        10)   \
-                       VEX_LAST(EACH, 11, 12, 13) VEX_LAST(EACH, 14, 15, 16) VEX_LAST(EACH, 17, 18, 19)       \
-                           VEX_LAST(EACH, 20, 21, 22) VEX_LAST(EACH, 23, 24, 25) VEX_LAST(EACH, 26, 27, 28)   \
-                               VEX_LAST(EACH, 29, 30, 31)
-#define VEX_CHANGED                                                                                      \
-  "xmm0", "xmm1", "xmm2", "xmm6", "xmm7", "xmm8", "xmm9", "xmm10", "xmm11", "xmm12", "xmm13", "xmm14",   \
-      "xmm15", "xmm16", "xmm17", "xmm18", "xmm19", "xmm20", "xmm21", "xmm22", "xmm23", "xmm24", "xmm25", \
-      "xmm26", "xmm27", "xmm28", "xmm29", "xmm30", "xmm31", "cc", "memory"
+#define VEX_TILE(EACH)                                                                                      \
+  VEX_ZERO(8, 9, 10) VEX_ZERO(11, 12, 13) VEX_ZERO(14, 15, 16) VEX_ZERO(17, 18, 19)                         \
+  VEX_ZERO(20, 21, 22) VEX_ZERO(23, 24, 25) VEX_ZERO(26, 27, 28) VEX_ZERO(29, 30, 31)                       \
+  VEX_SPREAD(0, 6) VEX_SPREAD(8, 7)                                                                         \
+  "subq $4, %2\n"                                                                                           \
+  "jl 2f\n"                                                                                                 \
+  ".p2align 5\n"                                                                                            \
+  "1:\n"                                                                                                    \
+  VEX_STEP(0, 0) VEX_STEP(192, 64) VEX_STEP(384, 128) VEX_STEP(576, 192)                                    \
+  "prefetcht1 (%4)\n"                                                                                       \
+  "addq %5, %4\n"                                                                                           \
+  "addq $768, %0\n"                                                                                         \
+  "addq $256, %1\n"                                                                                         \
+  "subq $4, %2\n"                                                                                           \
+  "jge 1b\n"                                                                                                \
+  "2:\n"                                                                                                    \
+  "addq $4, %2\n"                                                                                           \
+  "jz 4f\n"                                                                                                 \
+  "3:\n"                                                                                                    \
+  VEX_STEP(0, 0)                                                                                            \
+  "addq $192, %0\n"                                                                                         \
+  "addq $64, %1\n"                                                                                          \
+  "decq %2\n"                                                                                               \
+  "jnz 3b\n"                                                                                                \
+  "4:\n"                                                                                                    \
+  VEX_LAST(EACH, 8, 9, 10) VEX_LAST(EACH, 11, 12, 13) VEX_LAST(EACH, 14, 15, 16) VEX_LAST(EACH, 17, 18, 19) \
+  VEX_LAST(EACH, 20, 21, 22) VEX_LAST(EACH, 23, 24, 25) VEX_LAST(EACH, 26, 27, 28) VEX_LAST(EACH, 29, 30, 31)
+#define VEX_CHANGED                                                                                         \
+  "xmm0", "xmm1", "xmm2", "xmm6", "xmm7", "xmm8", "xmm9", "xmm10", "xmm11", "xmm12", "xmm13", "xmm14",      \
+  "xmm15", "xmm16", "xmm17", "xmm18", "xmm19", "xmm20", "xmm21", "xmm22", "xmm23", "xmm24", "xmm25",        \
+  "xmm26", "xmm27", "xmm28", "xmm29", "xmm30", "xmm31", "cc", "memory"
+// clang-format on
 
 struct OwnTile {
   // C += A B (or C = A B) for one full tile of packed panels, k >= 1 deep. Meanwhile one line from `ahead` on

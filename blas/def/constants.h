@@ -1,12 +1,11 @@
 // Block sizes of this path: sixteen registers of two doubles hold a 4 x 4 tile and its operands.
 #pragma once
 
-#include "blas/def/simd.h"
 #include "blas/engine/strategy.h"
 
 namespace vex::blas::def {
 
-struct Path : Simd {
+struct Constants {
   static constexpr engine::BlockConstants blocks{.mr = 4,
                                                  .nr = 4,
                                                  .ku = 1,

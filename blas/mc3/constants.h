@@ -2,11 +2,10 @@
 #pragma once
 
 #include "blas/engine/strategy.h"
-#include "blas/mc3/simd.h"
 
 namespace vex::blas::mc3 {
 
-struct Path : Simd {
+struct Constants {
   static constexpr engine::BlockConstants blocks{.mr = 4,
                                                  .nr = 4,
                                                  .ku = 1,

@@ -1,7 +1,7 @@
 // The sequential routines of this path: the shared engine, instantiated for its vectors and block sizes.
 #include "blas/engine/matrix_vector.h"
 #include "blas/engine/solve.h"
-#include "blas/mc3/constants.h"
+#include "blas/mc3/path.h"
 #include "blas/paths.h"
 
 using vex::blas::mc3::Path;

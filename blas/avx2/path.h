@@ -1,0 +1,12 @@
+// What the engine needs to know of this path: its vectors, its block sizes, its own kernels.
+#pragma once
+
+#include "blas/avx2/constants.h"
+#include "blas/avx2/simd.h"
+#include "blas/avx2/tile_12x4.h"
+
+namespace vex::blas::avx2 {
+
+struct Path : Simd, Constants, OwnTile {};
+
+}  // namespace vex::blas::avx2

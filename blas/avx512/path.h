@@ -1,0 +1,12 @@
+// What the engine needs to know of this path: its vectors, its block sizes, its own kernels.
+#pragma once
+
+#include "blas/avx512/constants.h"
+#include "blas/avx512/simd.h"
+#include "blas/avx512/tile_24x8.h"
+
+namespace vex::blas::avx512 {
+
+struct Path : Simd, Constants, OwnTile {};
+
+}  // namespace vex::blas::avx512

@@ -1,0 +1,160 @@
+// The decisions before any arithmetic: thread counts, splits, block sizes, placement of scratch, choice of
+// path.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+
+#include "blas/avx2/constants.h"
+#include "blas/avx512/constants.h"
+#include "blas/dispatch.h"
+#include "blas/gemm_threads.h"
+#include "tests/support/fresh_process.h"
+
+namespace vex::test {
+namespace {
+
+using namespace blas;
+
+TEST(Threads, CountForAWorkEstimateOffTheRule) {
+  const auto count = [](int path, int maximum, vex_int m, vex_int n, vex_int k) {
+    ThreadState state{path, maximum, 0, {}};
+    thread_checker(m, n, k, &state);
+    return state.chosen;
+  };
+  EXPECT_EQ(count(5, 8, 20, 20, 20), 1);  // 1000 units of work
+  EXPECT_EQ(count(5, 4, 40, 40, 40), 4);  // 8000
+  EXPECT_EQ(count(7, 4, 40, 40, 40), 1);  // 4000: even four threads do not pay (3 x 4000 = 4 x 3000)
+  EXPECT_EQ(count(7, 4, 41, 40, 40), 4);
+  EXPECT_EQ(count(5, 1, 1000, 1000, 1000), 1);
+  EXPECT_EQ(count(5, 8, 1000, 1000, 1000), 8);
+  EXPECT_EQ(count(5, 8, 64, 32, 32), 4);  // 8192: seven eighths of it is less than 8 teams' cost, 3/4 is more
+  EXPECT_EQ(count(6, 8, 32, 60, 32), 1);
+  EXPECT_EQ(count(6, 8, 128, 112, 16), 1);
+  EXPECT_EQ(count(6, 8, 10, 10, 60), 8);  // little work, but deep
+  EXPECT_EQ(count(6, 8, 500, 500, 500), 8);
+}
+
+TEST(Threads, GridDoesNotMultiplyUpToTheThreads) {
+  for (int threads : {1, 2, 3, 4, 6, 8, 12, 16, 28, 56})
+    for (vex_int d1 : {1, 500, 2047, 2048, 100000})
+      for (vex_int d2 : {1, 479, 960, 5000})
+        for (vex_int d3 : {1, 400, 100000})
+          for (const auto split : {calc_nthr_3d_avx2, calc_nthr_3d_avx512}) {
+            ThreadState state{5, threads, threads, {}};
+            split(d1, d2, d3, &state);
+            ASSERT_EQ(state.parts[0] * state.parts[1] * state.parts[2], threads);
+            ASSERT_TRUE(d3 > 1 || state.parts[2] == 1);
+          }
+}
+
+TEST(Threads, SharesOverlapOrLeaveGaps) {
+  for (ShareMode mode : {ShareMode::ceiling, ShareMode::even, ShareMode::granular})
+    for (vex_int extent : {0, 1, 3, 10, 48, 49, 100, 191, 1000})
+      for (vex_int parts : {1, 2, 3, 4, 7, 16})
+        for (vex_int granule : {4, 12, 24}) {
+          vex_int end = 0;
+          for (vex_int part = 0; part < parts; ++part) {
+            const Share share = share_1d(extent, {part, parts, 0, mode, granule});
+            if (share.length <= 0) continue;
+            ASSERT_EQ(share.start, end) << extent << ' ' << parts << ' ' << granule;
+            end += share.length;
+          }
+          ASSERT_EQ(end, extent) << static_cast<int>(mode) << ' ' << extent << ' ' << parts << ' ' << granule;
+        }
+  const std::array<Share, 4> even{{{0, 3}, {3, 3}, {6, 2}, {8, 2}}};
+  for (vex_int part = 0; part < 4; ++part) {
+    const Share share = share_1d(10, {part, 4, 0, ShareMode::even, 1});
+    EXPECT_EQ(share.start, even[static_cast<std::size_t>(part)].start);
+    EXPECT_EQ(share.length, even[static_cast<std::size_t>(part)].length);
+  }
+}
+
+template <typename P>
+engine::BufferRecord blocks(vex_int m, vex_int n, vex_int k, bool triangular = false) {
+  engine::StrategyRecord strategy;
+  engine::initialize_strategy<P>(&strategy);
+  strategy.check(&strategy);
+  engine::BufferRecord buffers;
+  (triangular ? engine::initialize_triangular_buffers<P> : engine::initialize_buffers<P>)(&buffers, &strategy,
+                                                                                          m, n, k);
+  return buffers;
+}
+
+TEST(Blocks, SizesOffTheirFormulas) {
+  using A = avx2::Constants;
+  using B = avx512::Constants;
+  const struct {
+    vex_int k, avx2, avx512, triangular;
+  } depths[] = {{1, 128, 128, 128},   {100, 128, 128, 128}, {256, 256, 256, 256}, {257, 129, 257, 128},
+                {300, 150, 300, 150}, {301, 151, 301, 150}, {383, 192, 383, 191}, {384, 192, 384, 192},
+                {385, 192, 193, 192}, {767, 192, 384, 192}, {768, 192, 384, 192}, {5000, 192, 384, 192}};
+  for (const auto& d : depths) {
+    EXPECT_EQ(blocks<A>(50, 50, d.k).kc, d.avx2) << d.k;
+    EXPECT_EQ(blocks<B>(50, 50, d.k).kc, d.avx512) << d.k;
+    EXPECT_EQ(blocks<A>(50, 50, d.k, true).kc, d.triangular) << d.k;
+  }
+  EXPECT_EQ(blocks<A>(7, 1, 1).mc, 12);
+  EXPECT_EQ(blocks<A>(10000, 1, 1).mc, 5004);
+  EXPECT_EQ(blocks<B>(10000, 1, 1).mc, 4992);
+  EXPECT_EQ(blocks<A>(1, 30, 40).nc, 24);
+  EXPECT_EQ(blocks<A>(1, 30, 48).nc, 32);
+  EXPECT_EQ(blocks<A>(1, 500, 48).nc, 192);
+  EXPECT_EQ(blocks<A>(1, 500, 40, true).nc, 128);
+}
+
+TEST(Blocks, StrategyNotBroughtToWhatTheKernelsRun) {
+  engine::StrategyRecord strategy;
+  engine::initialize_strategy<avx2::Constants>(&strategy);
+  EXPECT_EQ(strategy.check(&strategy), 0);
+  EXPECT_EQ(strategy.check(&strategy), 1);
+  EXPECT_EQ(strategy.copy_mode, engine::copy_both);
+  strategy.copy_mode = engine::copy_none;
+  EXPECT_EQ(strategy.check(&strategy), 0);
+  EXPECT_EQ(strategy.mr, 8);
+  EXPECT_EQ(strategy.nr, 6);
+}
+
+TEST(Blocks, PackedAreaMisplacedOrOutsideItsBlock) {
+  for (int kind :
+       {engine::buffer_a_only, engine::buffer_b_only, engine::buffer_both, engine::buffer_copies}) {
+    engine::BufferRecord buffers = blocks<avx2::Constants>(1000, 300, 200);
+    buffers.kind = kind;
+    ASSERT_EQ(buffers.get(&buffers), 0);
+    const auto base = reinterpret_cast<std::uintptr_t>(buffers.base);
+    const std::uintptr_t end = base + buffers.size(&buffers);
+    if (buffers.packed_a) {
+      const auto a = reinterpret_cast<std::uintptr_t>(buffers.packed_a);
+      EXPECT_EQ(a % 2097152, 1664u);
+      EXPECT_LE(a + static_cast<std::size_t>(buffers.mc * buffers.kc) * 8, end);
+    }
+    if (buffers.packed_b) {
+      const auto b = reinterpret_cast<std::uintptr_t>(buffers.packed_b);
+      EXPECT_EQ(b % (kind == engine::buffer_copies ? 2097152 : 4096),
+                kind == engine::buffer_copies ? 0u : 768u);
+      EXPECT_GE(b, base);
+      EXPECT_LE(b + static_cast<std::size_t>(buffers.nc * buffers.kc) * 8, end);
+    }
+    EXPECT_TRUE(kind != engine::buffer_both ||
+                buffers.packed_a >= buffers.packed_b + buffers.nc * buffers.kc);
+    buffers.free(&buffers);
+  }
+  engine::BufferRecord odd = blocks<avx2::Constants>(10, 10, 10);
+  odd.kind = 5;
+  EXPECT_EQ(odd.get(&odd), 1);
+}
+
+TEST(Paths, EmptySlotDoesNotEndTheProcess) {
+  const ProcessResult result = in_fresh_process([] {
+    Dispatched<void()> nothing{nullptr, nullptr, nullptr, nullptr, nullptr};
+    nothing.get();
+  });
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.output.find("Korva VEX ERROR: CPU " + std::to_string(vex_serv_cpu_detect()) +
+                               " is not supported."),
+            std::string::npos)
+      << result.output;
+}
+
+}  // namespace
+}  // namespace vex::test
