@@ -1,10 +1,12 @@
-// Runs a piece of a test in a child process of its own, so that state which the library reads once per process
-// is unread, and whatever it prints or exits with can be looked at.
+// Runs a piece of a test in a child process of its own, so that state which the library reads once per
+// process is unread, and whatever it prints or exits with can be looked at.
 #pragma once
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -18,12 +20,14 @@ struct ProcessResult {
   int status = -1;     // exit status, or 128 + the signal that ended it
 };
 
-// `body` runs in the child with standard output and standard error captured; returning from it is exit status 0.
+// `body` runs in the child with standard output and standard error captured; returning from it is exit status
+// 0.
 inline ProcessResult in_fresh_process(const std::function<void()>& body) {
   std::FILE* captured[2] = {std::tmpfile(), std::tmpfile()};
   std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a body that hangs ends with the test that is given up
     dup2(fileno(captured[0]), STDOUT_FILENO);
     dup2(fileno(captured[1]), STDERR_FILENO);
     body();
