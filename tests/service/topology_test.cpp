@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "service/topology_count.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -27,7 +28,7 @@ struct Machine {
   std::vector<Processor> processors = {};  // by number
   std::string mask = {};                   // the calling thread's affinity, one '1' or '0' a processor
   std::uint32_t highest_leaf = 4;
-  int affinity_failures = 0;  // how many calls fail: 1 the probe, 2 nothing works
+  bool affinity_fails = false;
   bool out_of_memory = false;
   int running_on = -1;
 };
@@ -42,16 +43,8 @@ CpuidResult fake_cpuid(std::uint32_t leaf, std::uint32_t) {
   return {};
 }
 
-std::FILE* fake_open() {
-  if (!machine.has_description) return nullptr;
-  std::FILE* text = std::tmpfile();
-  std::fwrite(machine.description.data(), 1, machine.description.size(), text);
-  std::rewind(text);
-  return text;
-}
-
 bool fake_get_affinity(unsigned char* mask, std::size_t bytes) {
-  if (machine.affinity_failures > 0) return false;
+  if (machine.affinity_fails) return false;
   std::memset(mask, 0, bytes);
   for (std::size_t i = 0; i < machine.mask.size(); ++i)
     if (machine.mask[i] == '1') mask[i / 8] = static_cast<unsigned char>(mask[i / 8] | 1u << i % 8);
@@ -69,25 +62,25 @@ bool fake_set_affinity(const unsigned char* mask, std::size_t bytes) {
   return true;
 }
 
-void* fake_malloc(std::size_t bytes) {
-  return machine.out_of_memory ? nullptr : std::malloc(bytes);
-}
-
-MachineCounts count(Machine m) {
+// Packages, cores and logical processors.
+std::string counted(Machine m) {
   machine = std::move(m);
   const std::string mask_before = machine.mask;
   Platform fake = real_platform;
   fake.cpuid = fake_cpuid;
-  fake.open_cpuinfo = fake_open;
+  fake.open_cpuinfo = [] {
+    return machine.has_description ? vex::test::stream_of(machine.description) : nullptr;
+  };
   fake.get_affinity = fake_get_affinity;
   fake.set_affinity = fake_set_affinity;
-  fake.system_malloc = fake_malloc;
+  fake.system_malloc = [](std::size_t bytes) { return machine.out_of_memory ? nullptr : std::malloc(bytes); };
   fake.processor_count = [] {
     return static_cast<int>(std::count(machine.mask.begin(), machine.mask.end(), '1'));
   };
   const MachineCounts counts = count_machine(fake);
   EXPECT_EQ(machine.mask.substr(0, mask_before.size()), mask_before) << "affinity not put back";
-  return counts;
+  return std::to_string(counts.packages) + " " + std::to_string(counts.physical_cores) + " " +
+         std::to_string(counts.logical_processors);
 }
 
 std::string entries(int packages, int cores, int siblings, int processors) {
@@ -99,107 +92,74 @@ std::string entries(int packages, int cores, int siblings, int processors) {
   return text;
 }
 
-// What the fallback finds in the tests of descriptions, so that "fell back" can be told from any other
-// answer: 3 processors in 3 packages.
-const std::vector<Processor> fallback_machine = {{0, 1, 1}, {1, 1, 1}, {2, 1, 1}};
-constexpr MachineCounts fell_back{3, 3, 3};
-constexpr MachineCounts all_ones{1, 1, 1};
-
-struct Described {
-  const char* what;
-  std::string text;
-  MachineCounts expected;
-};
-
 }  // namespace
 
-TEST(Topology, DescriptionsOfSeveralMachines) {
+// What a description that is not believed leads to: the fallback's 3 processors in 3 packages, so that it can
+// be told from any other answer.
+constexpr char fell_back[] = "3 3 3";
+
+TEST(Topology, ADescriptionIsMiscountedOrBelievedAgainstReason) {
   std::string many_packages;
   for (int i = 0; i < 5000; ++i)
     many_packages += "processor : 0\nphysical id : " + std::to_string(i) + "\ncpu cores : 1\nsiblings : 1\n";
-  const std::string first_with_other_second =
-      "processor: 0\nphysical id: 0\nsiblings: 2\ncpu cores: 2\nprocessor: 1\nphysical id: 0\nsiblings: "
-      "9\ncpu cores: 9\n";
-  const Described cases[] = {
-      {"one processor", entries(1, 1, 1, 1), {1, 1, 1}},
-      {"no hyper-threading", entries(1, 8, 8, 8), {1, 8, 8}},
-      {"hyper-threading", entries(1, 8, 16, 16), {1, 8, 16}},
-      {"two packages", entries(2, 28, 28, 56), {2, 56, 56}},
-      {"two packages with hyper-threading", entries(2, 28, 56, 112), {2, 56, 112}},
-      {"cores of two kinds", entries(1, 24, 32, 32), {1, 24, 32}},
-      {"later entries that differ", first_with_other_second, {1, 2, 2}},
-      {"no line end at the end", entries(1, 1, 1, 1) + "power management:", {1, 1, 1}},
-      {"key in the middle of an over-long line",
-       entries(1, 1, 1, 1) + "flags : " + std::string(504, 'x') + "processor : 7\n",
-       {1, 1, 1}},
+  const std::string first = "processor: 0\nphysical id: 0\nsiblings: 2\ncpu cores: 2\n",
+                    differing = "processor: 1\nphysical id: 0\nsiblings: 9\ncpu cores: 9\n";
+  const struct {
+    const char* what;
+    std::string text;
+    const char* expected;  // packages, cores, logical processors
+  } cases[] = {
+      {"one processor, no line end", entries(1, 1, 1, 1) + "power management:", "1 1 1"},
+      {"two packages", entries(2, 28, 28, 56), "2 56 56"},
+      {"two packages with hyper-threading", entries(2, 28, 56, 112), "2 56 112"},
+      {"cores of two kinds", entries(1, 24, 32, 32), "1 24 32"},
+      {"later entries that differ", first + differing, "1 2 2"},
+      {"key in an over-long line", entries(1, 1, 1, 1) + std::string(512, 'x') + "processor : 7\n", "1 1 1"},
       {"no package lines", "processor : 0\nBogoMIPS : 50\n\nprocessor : 1\nBogoMIPS : 50\n", fell_back},
       {"some processors off line", entries(2, 4, 4, 7), fell_back},
       {"a core count of nothing", entries(1, 0, 2, 2), fell_back},
       {"negative numbers", "processor:0\nphysical id:-1\nsiblings:-2\ncpu cores:-2\n", fell_back},
-      {"numbers too large", "processor:0\nphysical id:0\nsiblings:1\ncpu cores:99999999999999999999\n",
-       fell_back},
+      {"too large", "processor:0\nphysical id:0\nsiblings:1\ncpu cores:99999999999999999999\n", fell_back},
       {"more cores than an int holds", entries(2, 2147483647, 1, 2), fell_back},
       {"more packages than the table holds", many_packages, fell_back},
       {"empty", "", fell_back},
-      {"garbage", "\0\xff:\n:::\nprocessor\nphysical id\ncpu cores :\nsiblings : x\n\0"s, fell_back},
-  };
-  for (const Described& c : cases) {
-    SCOPED_TRACE(c.what);
-    const MachineCounts counts =
-        count({.description = c.text, .processors = fallback_machine, .mask = "111"});
-    EXPECT_EQ(counts.packages, c.expected.packages);
-    EXPECT_EQ(counts.physical_cores, c.expected.physical_cores);
-    EXPECT_EQ(counts.logical_processors, c.expected.logical_processors);
-  }
+      {"garbage", "\0\xff:\n:::\nprocessor\nphysical id\ncpu cores :\nsiblings : x\n\0"s, fell_back}};
+  for (const auto& c : cases)
+    EXPECT_EQ(
+        counted({.description = c.text, .processors = {{0, 1, 1}, {1, 1, 1}, {2, 1, 1}}, .mask = "111"}),
+        c.expected)
+        << c.what;
 }
 
-namespace {
-
-struct Identified {
-  const char* what;
-  std::vector<Processor> processors;
-  std::string mask;
-  std::uint32_t highest_leaf;
-  MachineCounts expected;
-};
-
-}  // namespace
-
-TEST(Topology, IdentifiersOfSeveralMachines) {
-  const Processor off_line = {0, off_line_mark, 1};
-  const Identified cases[] = {
-      {"one processor", {{0, 1, 1}}, "1", 4, {1, 1, 1}},
-      {"two threads a core", {{0, 4, 2}, {1, 4, 2}, {2, 4, 2}, {3, 4, 2}}, "1111", 4, {1, 2, 4}},
-      {"two packages of two cores", {{0, 2, 2}, {1, 2, 2}, {2, 2, 2}, {3, 2, 2}}, "1111", 4, {2, 4, 4}},
-      {"six cores in eight identifiers", {{0, 6, 6}, {5, 6, 6}, {8, 6, 6}}, "111", 4, {2, 3, 3}},
-      {"half the machine", {{0, 4, 2}, {1, 4, 2}, {2, 4, 2}, {3, 4, 2}}, "1100", 4, {1, 1, 2}},
-      {"a processor that went off line", {{0, 1, 1}, off_line, {2, 1, 1}}, "111", 4, {2, 2, 3}},
-      {"highest identifiers", {{254, 2, 2}, {255, 2, 2}}, "11", 4, {1, 2, 2}},
-      {"no leaf of cores", {{0, 2, 1}, {1, 2, 1}}, "11", 1, {1, 1, 2}},
-      {"no threads told", {{0, 0, 1}, {1, 0, 1}}, "11", 4, {2, 2, 2}},
-      {"more cores than threads told", {{0, 1, 64}, {1, 1, 64}}, "11", 4, {2, 2, 2}},
-      {"255 threads and 64 cores told", {{0, 255, 64}, {255, 255, 64}}, "11", 4, {1, 2, 2}},
-      {"no processor at all", {}, "", 4, all_ones},
-  };
-  for (const Identified& c : cases) {
-    SCOPED_TRACE(c.what);
-    const MachineCounts counts = count({.has_description = false,
-                                        .processors = c.processors,
-                                        .mask = c.mask,
-                                        .highest_leaf = c.highest_leaf});
-    EXPECT_EQ(counts.packages, c.expected.packages);
-    EXPECT_EQ(counts.physical_cores, c.expected.physical_cores);
-    EXPECT_EQ(counts.logical_processors, c.expected.logical_processors);
-  }
+TEST(Topology, IdentifiersAreSplitAtTheWrongBit) {
+  const struct {
+    const char* what;
+    std::vector<Processor> processors;
+    std::string mask;
+    std::uint32_t highest_leaf;
+    const char* expected;
+  } cases[] = {
+      {"two threads a core", {{0, 4, 2}, {1, 4, 2}, {2, 4, 2}, {3, 4, 2}}, "1111", 4, "1 2 4"},
+      {"two packages of two cores", {{0, 2, 2}, {1, 2, 2}, {2, 2, 2}, {3, 2, 2}}, "1111", 4, "2 4 4"},
+      {"six cores in eight identifiers", {{0, 6, 6}, {5, 6, 6}, {8, 6, 6}}, "111", 4, "2 3 3"},
+      {"half the machine", {{0, 4, 2}, {1, 4, 2}, {2, 4, 2}, {3, 4, 2}}, "1100", 4, "1 1 2"},
+      {"a processor that went off line", {{0, 1, 1}, {0, off_line_mark, 1}, {2, 1, 1}}, "111", 4, "2 2 3"},
+      {"highest identifiers", {{254, 2, 2}, {255, 2, 2}}, "11", 4, "1 2 2"},
+      {"no leaf of cores", {{0, 2, 1}, {1, 2, 1}}, "11", 1, "1 1 2"},
+      {"no threads told", {{0, 0, 1}, {1, 0, 1}}, "11", 4, "2 2 2"},
+      {"more cores than threads told", {{0, 1, 64}, {1, 1, 64}}, "11", 4, "2 2 2"},
+      {"255 threads and 64 cores told", {{0, 255, 64}, {255, 255, 64}}, "11", 4, "1 2 2"},
+      {"no processor at all", {}, "", 4, "1 1 1"}};
+  for (const auto& c : cases)
+    EXPECT_EQ(counted({.has_description = false,
+                       .processors = c.processors,
+                       .mask = c.mask,
+                       .highest_leaf = c.highest_leaf}),
+              c.expected)
+        << c.what;
 }
 
-TEST(Topology, AMachineThatCannotBeProbedIsOneProcessor) {
-  const Machine no_affinity = {.description = entries(2, 8, 8, 16), .affinity_failures = 1};
-  const Machine no_memory = {.description = entries(2, 8, 8, 16), .mask = "111", .out_of_memory = true};
-  for (const Machine& m : {no_affinity, no_memory}) {
-    const MachineCounts counts = count(m);
-    EXPECT_EQ(counts.packages, 1);
-    EXPECT_EQ(counts.physical_cores, 1);
-    EXPECT_EQ(counts.logical_processors, 1);
-  }
+TEST(Topology, AMachineThatCannotBeProbedIsMoreThanOneProcessor) {
+  EXPECT_EQ(counted({.description = entries(2, 8, 8, 16), .affinity_fails = true}), "1 1 1");
+  EXPECT_EQ(counted({.description = entries(2, 8, 8, 16), .mask = "111", .out_of_memory = true}), "1 1 1");
 }

@@ -133,56 +133,31 @@ inline const std::vector<RecordedProcessor>& recorded_processors() {
     const P hybrid = plus(avx2, {.name = "hybrid without AVX-512",
                                  .leaf7_ecx = bit_VAES | bit_VPCLMULQDQ | bit_GFNI,
                                  .leaf7_1_eax = bit_AVXVNNI});
-    return std::vector<P>{
-        sse2,
-        sse3,
-        ssse3,
-        sse41,
-        sse42,
-        aes,
-        avx,
-        f16c,
-        avx2,
-        mpx,
-        many_core,
-        avx512,
-        vnni,
-        bf16,
-        e2,
-        fp16,
-        amx_fp16,
-        hybrid,
-        but(plus(ssse3, {.name = "", .basic_ecx = bit_MOVBE}), "low-power SSSE3",
-            [](P& p) { p.signature = 0x000106C0; }),
-        but(plus(aes, {.name = "", .basic_ecx = bit_MOVBE}), "low-power SSE4.2",
-            [](P& p) { p.signature = 0x000506C9; }),
-        but(fp16, "hypervisor hides XSAVE",
-            [](P& p) { p.basic_ecx &= ~std::uint32_t{bit_XSAVE | bit_OSXSAVE}; }),
-        but(fp16, "system saves SSE only", [](P& p) { p.xcr0 = xcr0_sse; }),
-        but(avx512, "system saves AVX only", [](P& p) { p.xcr0 = xcr0_avx; }),
-        but(avx512, "system saves opmasks only", [](P& p) { p.xcr0 = xcr0_avx | 0x20; }),
-        but(fp16, "system saves no AMX tiles", [](P& p) { p.xcr0 = xcr0_avx512; }),
-        but(avx2, "AVX2 without LZCNT", [](P& p) { p.extended_ecx = 0; }),
-        but(avx2, "leaves limited to 3", [](P& p) { p.last_leaf = 3; }),
-        but(e2, "leaf 7 without subleaf 1", [](P& p) { p.last_leaf7_subleaf = 0; }),
-        but(amx_fp16, "another vendor, everything", [](P& p) { p.vendor = "AnotherMaker"; }),
-        but(f16c, "other vendor, family 15H",
-            [](P& p) {
-              p.vendor = "AuthenticAMD";
-              p.signature = 0x00600F12;
-              p.extended_ecx = bit_FMA4 | bit_XOP | bit_LZCNT;
-            }),
-        but(sse3, "other vendor, family 10H",
-            [](P& p) {
-              p.vendor = "AuthenticAMD";
-              p.signature = 0x00100F42;
-            }),
-        but(avx2, "other vendor, family 17H",
-            [](P& p) {
-              p.vendor = "AuthenticAMD";
-              p.signature = 0x00800F11;
-            }),
+    const auto of_other = [&](P base, const char* name, std::uint32_t signature) {
+      return but(base, name, [=](P& p) { p.vendor = "AuthenticAMD", p.signature = signature; });
     };
+    std::vector<P> machines = {sse2, sse3,      ssse3,  sse41, sse42, aes, avx,  f16c,     avx2,
+                               mpx,  many_core, avx512, vnni,  bf16,  e2,  fp16, amx_fp16, hybrid};
+    const P odd[] = {but(plus(ssse3, {.name = "", .basic_ecx = bit_MOVBE}), "low-power SSSE3",
+                         [](P& p) { p.signature = 0x000106C0; }),
+                     but(plus(aes, {.name = "", .basic_ecx = bit_MOVBE}), "low-power SSE4.2",
+                         [](P& p) { p.signature = 0x000506C9; }),
+                     but(fp16, "hypervisor hides XSAVE",
+                         [](P& p) { p.basic_ecx &= ~std::uint32_t{bit_XSAVE | bit_OSXSAVE}; }),
+                     but(fp16, "system saves SSE only", [](P& p) { p.xcr0 = xcr0_sse; }),
+                     but(avx512, "system saves AVX only", [](P& p) { p.xcr0 = xcr0_avx; }),
+                     but(avx512, "system saves opmasks only", [](P& p) { p.xcr0 = xcr0_avx | 0x20; }),
+                     but(fp16, "system saves no AMX tiles", [](P& p) { p.xcr0 = xcr0_avx512; }),
+                     but(avx2, "AVX2 without LZCNT", [](P& p) { p.extended_ecx = 0; }),
+                     but(avx2, "leaves limited to 3", [](P& p) { p.last_leaf = 3; }),
+                     but(e2, "leaf 7 without subleaf 1", [](P& p) { p.last_leaf7_subleaf = 0; }),
+                     but(amx_fp16, "another vendor, everything", [](P& p) { p.vendor = "AnotherMaker"; }),
+                     of_other(plus(f16c, {.name = "", .extended_ecx = bit_FMA4 | bit_XOP | bit_LZCNT}),
+                              "other vendor, family 15H", 0x00600F12),
+                     of_other(sse3, "other vendor, family 10H", 0x00100F42),
+                     of_other(avx2, "other vendor, family 17H", 0x00800F11)};
+    machines.insert(machines.end(), std::begin(odd), std::end(odd));
+    return machines;
   }();
   return all;
 }
