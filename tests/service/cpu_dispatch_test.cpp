@@ -15,41 +15,26 @@ namespace {
 constexpr const char* ceilings[] = {"",          "SSE4_2",    "AVX",       "AVX2",    "AVX512",   "AVX512_E1",
                                     "AVX512_E2", "AVX512_E3", "AVX512_E4", "AVX2_E1", "AVX512_E5"};
 
-// The fine type of each recorded processor under each of the ceilings above; one number where all are alike.
+// The fine type of recorded processors under each of the ceilings above; one number where all are alike.
 const struct {
-  const char* processor;
+  std::vector<const char*> processors;
   std::vector<int> fine;
 } fine_types[] = {
-    {"SSE2", {-1}},
-    {"SSE3", {0}},
-    {"SSSE3", {0}},
-    {"SSE4.1", {0}},
-    {"SSE4.2", {3}},
-    {"SSE4.2 with AES", {3}},
-    {"AVX", {3}},
-    {"AVX with F16C", {3}},
-    {"AVX2", {5, 3, 3, 5, 5, 5, 5, 5, 5, 5, 5}},
-    {"AVX2 with MPX", {5, 3, 3, 5, 5, 5, 5, 5, 5, 5, 5}},
-    {"AVX-512 F, CD, ER, PF alone", {5, 3, 3, 5, 5, 5, 5, 5, 5, 5, 5}},
-    {"AVX-512", {7, 3, 3, 5, 7, 7, 7, 7, 7, 7, 7}},
-    {"AVX-512 VNNI", {9, 3, 3, 5, 7, 9, 9, 9, 9, 9, 9}},
-    {"AVX-512 BF16", {12, 3, 3, 5, 7, 9, 12, 12, 12, 12, 12}},
-    {"AVX-512 VAES", {10, 3, 3, 5, 7, 9, 10, 10, 10, 10, 10}},
-    {"AVX-512 FP16", {14, 3, 3, 5, 7, 9, 10, 12, 14, 15, 14}},
-    {"AMX-FP16", {14, 3, 3, 5, 7, 9, 10, 12, 14, 15, 16}},
-    {"hybrid without AVX-512", {15, 3, 3, 5, 15, 15, 15, 15, 15, 15, 15}},
-    {"low-power SSSE3", {0}},
-    {"low-power SSE4.2", {3}},
-    {"hypervisor hides XSAVE", {3}},
-    {"system saves SSE only", {3}},
-    {"system saves AVX only", {5, 3, 3, 5, 5, 5, 5, 5, 5, 5, 5}},
-    {"system saves opmasks only", {5, 3, 3, 5, 5, 5, 5, 5, 5, 5, 5}},
-    {"system saves no AMX tiles", {14, 3, 3, 5, 7, 9, 10, 12, 14, 15, 14}},
-    {"AVX2 without LZCNT", {3}},
-    {"leaves limited to 3", {3}},
-    {"leaf 7 without subleaf 1", {10, 3, 3, 5, 7, 9, 10, 10, 10, 10, 10}},
-    {"another vendor, everything", {0}},
-};
+    {{"SSE2"}, {-1}},
+    {{"SSE3", "SSSE3", "SSE4.1", "low-power SSSE3", "another vendor, everything"}, {0}},
+    {{"SSE4.2", "SSE4.2 with AES", "AVX", "AVX with F16C", "low-power SSE4.2", "hypervisor hides XSAVE",
+      "system saves SSE only", "AVX2 without LZCNT", "leaves limited to 3"},
+     {3}},
+    {{"AVX2", "AVX2 with MPX", "AVX-512 F, CD, ER, PF alone", "system saves AVX only",
+      "system saves opmasks only"},
+     {5, 3, 3, 5, 5, 5, 5, 5, 5, 5, 5}},
+    {{"AVX-512"}, {7, 3, 3, 5, 7, 7, 7, 7, 7, 7, 7}},
+    {{"AVX-512 VNNI"}, {9, 3, 3, 5, 7, 9, 9, 9, 9, 9, 9}},
+    {{"AVX-512 VAES", "leaf 7 without subleaf 1"}, {10, 3, 3, 5, 7, 9, 10, 10, 10, 10, 10}},
+    {{"AVX-512 BF16"}, {12, 3, 3, 5, 7, 9, 12, 12, 12, 12, 12}},
+    {{"AVX-512 FP16", "system saves no AMX tiles"}, {14, 3, 3, 5, 7, 9, 10, 12, 14, 15, 14}},
+    {{"AMX-FP16"}, {14, 3, 3, 5, 7, 9, 10, 12, 14, 15, 16}},
+    {{"hybrid without AVX-512"}, {15, 3, 3, 5, 15, 15, 15, 15, 15, 15, 15}}};
 
 std::vector<int> ids(const MessageList& list) {
   return {list.ids.begin(), list.ids.begin() + list.count};
@@ -69,68 +54,52 @@ const std::map<int, std::pair<int, int>> sets = {{-1, {0, 0}}, {0, {0, 0}},  {3,
                                                  {14, {7, 9}}, {15, {5, 7}}, {16, {7, 9}}};
 
 TEST(CpuDispatch, AProcessorUnderACeilingGetsAnotherPath) {
-  for (const auto& row : fine_types) {
-    const Processor processor = read_processor(test::play(test::recorded(row.processor)));
-    for (std::size_t i = 0; i < std::size(ceilings); ++i) {
-      SCOPED_TRACE(std::string(row.processor) + " under '" + ceilings[i] + "'");
-      const int expected = row.fine[row.fine.size() == 1 ? 0 : i];
-      const Ceiling ceiling = ceiling_of(processor, ceilings[i]);
-      const FineDetection found = detect_fine(processor, ceiling.flags);
-      EXPECT_EQ(found.type, expected);
-      EXPECT_EQ(found.failure_code, expected == -1 ? 1 : 0);
-      for (const int branch : {1, 2}) {
-        const Dispatch path = choose_code_path(processor, ceiling, branch);
-        EXPECT_EQ(std::pair(path.dispatched, path.vector_math), sets.at(expected));
-        EXPECT_EQ(path.failure_code, found.failure_code);
-        EXPECT_EQ(ids(path.messages), expected == -1 ? std::vector<int>({1223, 1450}) : std::vector<int>());
+  for (const auto& row : fine_types)
+    for (const char* name : row.processors)
+      for (std::size_t i = 0; i < std::size(ceilings); ++i) {
+        SCOPED_TRACE(std::string(name) + " under '" + ceilings[i] + "'");
+        const Processor processor = read_processor(test::play(test::recorded(name)));
+        const int expected = row.fine[row.fine.size() == 1 ? 0 : i];
+        const Ceiling ceiling = ceiling_of(processor, ceilings[i]);
+        const FineDetection found = detect_fine(processor, ceiling.flags);
+        EXPECT_EQ(found.type, expected);
+        EXPECT_EQ(found.failure_code, expected == -1 ? 1 : 0);
+        for (const int branch : {1, 2}) {
+          const Dispatch path = choose_code_path(processor, ceiling, branch);
+          EXPECT_EQ(std::pair(path.dispatched, path.vector_math), sets.at(expected));
+          EXPECT_EQ(path.failure_code, found.failure_code);
+          EXPECT_EQ(ids(path.messages), expected == -1 ? std::vector<int>({1223, 1450}) : std::vector<int>());
+        }
       }
-    }
-  }
 }
 
 TEST(CpuDispatch, AFixedBranchFollowsTheProcessorOrTheWrongLevel) {
-  const std::vector<int> none, warned = {1222};
+  const Processor processor = read_processor(test::play(test::recorded("AVX-512 FP16")));
+  const auto chosen = [&](int branch, const char* ceiling) {
+    const Dispatch path = choose_code_path(processor, ceiling_of(processor, ceiling), branch);
+    EXPECT_EQ(path.failure_code, 0);
+    const std::vector<int> messages = ids(path.messages);
+    EXPECT_EQ(messages, messages.empty() ? std::vector<int>() : std::vector{1222});
+    return std::vector{path.dispatched, path.vector_math, static_cast<int>(messages.size())};
+  };
+  const struct {
+    int branch;
+    std::vector<int> chosen;  // code path, vector-math path, warnings
+  } rows[] = {{3, {0, 2, 0}}, {4, {0, 0, 0}},  {5, {0, 0, 0}},  {6, {0, 0, 0}},     {7, {0, 0, 0}},
+              {8, {3, 5, 0}}, {9, {3, 5, 0}},  {10, {5, 7, 0}}, {12, {7, 9, 0}},    {14, {7, 9, 0}},
+              {0, {7, 9, 1}}, {11, {7, 9, 1}}, {15, {7, 9, 1}}, {0xFFFF, {7, 9, 1}}};
+  for (const auto& row : rows) EXPECT_EQ(chosen(row.branch, ""), row.chosen) << row.branch;
+  // A level number below the type number, and one of 4 and 7, hands the choice back: AVX512 is level 4.
   const struct {
     int branch;
     const char* ceiling;
-    int dispatched, vector_math;
-    const std::vector<int>* messages;
-  } rows[] = {
-      {3, "", 0, 2, &none},
-      {4, "", 0, 0, &none},
-      {5, "", 0, 0, &none},
-      {6, "", 0, 0, &none},
-      {7, "", 0, 0, &none},
-      {8, "", 3, 5, &none},
-      {9, "", 3, 5, &none},
-      {10, "", 5, 7, &none},
-      {12, "", 7, 9, &none},
-      {14, "", 7, 9, &none},
-      {0, "", 7, 9, &warned},
-      {11, "", 7, 9, &warned},
-      {13, "AVX2", 5, 7, &warned},
-      {15, "", 7, 9, &warned},
-      {0xFFFF, "", 7, 9, &warned},
-      // A level number below the type number, and one of 4 and 7, hands the choice back: AVX512 is level 4.
-      {10, "AVX512", 7, 9, &none},
-      {12, "AVX512", 7, 9, &none},
-      {8, "AVX512", 3, 5, &none},
-      {10, "AVX2", 5, 7, &none},
-      {10, "SSE4_2", 5, 7, &none},
-      {12, "AVX2", 7, 9, &none},
-      {3, "SSE4_2", 0, 2, &none},
-      {14, "AVX512_E2", 7, 9, &none},
-      {10, "AVX512_E2", 5, 7, &none},
-  };
-  const Processor processor = read_processor(test::play(test::recorded("AVX-512 FP16")));
-  for (const auto& row : rows) {
-    SCOPED_TRACE("branch " + std::to_string(row.branch) + " under '" + row.ceiling + "'");
-    const Dispatch path = choose_code_path(processor, ceiling_of(processor, row.ceiling), row.branch);
-    EXPECT_EQ(path.dispatched, row.dispatched);
-    EXPECT_EQ(path.vector_math, row.vector_math);
-    EXPECT_EQ(path.failure_code, 0);
-    EXPECT_EQ(ids(path.messages), *row.messages);
-  }
+    std::vector<int> chosen;
+  } lowered[] = {{13, "AVX2", {5, 7, 1}},     {10, "AVX512", {7, 9, 0}}, {12, "AVX512", {7, 9, 0}},
+                 {8, "AVX512", {3, 5, 0}},    {10, "AVX2", {5, 7, 0}},   {10, "SSE4_2", {5, 7, 0}},
+                 {12, "AVX2", {7, 9, 0}},     {3, "SSE4_2", {0, 2, 0}},  {14, "AVX512_E2", {7, 9, 0}},
+                 {10, "AVX512_E2", {5, 7, 0}}};
+  for (const auto& row : lowered)
+    EXPECT_EQ(chosen(row.branch, row.ceiling), row.chosen) << row.branch << " under " << row.ceiling;
   // Where level 4 counts, it asks for AVX, and fine detection may then find less than the branch asked for.
   const Processor hidden = read_processor(test::play(test::recorded("hypervisor hides XSAVE")));
   EXPECT_EQ(choose_code_path(hidden, {4, 0}, 10).dispatched, 5);
