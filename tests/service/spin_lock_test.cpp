@@ -22,7 +22,7 @@ void in_crowd(int threads, Body body) {
 
 }  // namespace
 
-TEST(SpinLock, NoUpdateUnderTheLockIsLost) {
+TEST(SpinLock, AnUpdateUnderTheLockIsLost) {
   std::int32_t word = 0;
   long counter = 0, taken_at_once = 0;  // plain: the lock alone protects them
   in_crowd(crowd, [&](int) {
@@ -42,7 +42,7 @@ TEST(SpinLock, NoUpdateUnderTheLockIsLost) {
   EXPECT_EQ(word, 0);
 }
 
-TEST(SpinLock, TrylockRefusesAHeldWordAndTakesAFreeOne) {
+TEST(SpinLock, AHeldWordIsTakenTwice) {
   std::int32_t word = 0;
   EXPECT_EQ(vex_serv_trylock(&word), 1);
   EXPECT_EQ(word, 1);
@@ -55,7 +55,7 @@ TEST(SpinLock, TrylockRefusesAHeldWordAndTakesAFreeOne) {
   EXPECT_EQ(word, 0);
 }
 
-TEST(SpinLock, CompareAndSwapGivesThePreviousValueEitherWay) {
+TEST(SpinLock, AFailedSwapWritesOrHidesThePreviousValue) {
   std::int64_t word = -7;
   EXPECT_EQ(vex_serv_cmpxchg(&word, 1, 2), -7);
   EXPECT_EQ(word, -7);
@@ -65,7 +65,7 @@ TEST(SpinLock, CompareAndSwapGivesThePreviousValueEitherWay) {
 
 // Each round everybody writes a cell of their own and then reads all the others': a thread released early, or
 // a write that is not carried over, shows as a wrong cell (or, under the thread sanitizer, as a race).
-TEST(CounterBarrier, NobodyPassesBeforeAllHaveArrivedWhoeverIsMaster) {
+TEST(CounterBarrier, AThreadPassesBeforeAllHaveArrived) {
   vex::service::CounterBarrier barrier;
   for (const int team : {1, 2, 5, crowd}) {  // one block serves teams of several sizes in turn
     std::vector<int> cell(static_cast<std::size_t>(team));

