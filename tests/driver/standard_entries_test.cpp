@@ -117,6 +117,8 @@ TEST(StandardEntries, TheWidthsDisagreeOrWritePivotsBeyondTheLast) {
     DGETRF_64(&wide_n, &wide_n, same.data(), &wide_n, wide_ipiv.data(), &wide_info);
     EXPECT_EQ(info, 2);
     EXPECT_EQ(wide_info, 2);
+    EXPECT_EQ(std::vector<Wide>(ipiv.begin(), ipiv.end()), wide_ipiv);  // written all the same
+    EXPECT_EQ(ipiv.back(), n);
   }
 }
 

@@ -16,6 +16,16 @@ const std::string ask_dimension = "Leading dimension of array: ";
 const std::string ask_trials = "Number of trials to run: ";
 const std::string ask_alignment = "Data alignment value (in Kbytes): ";
 
+// The answers to every question, in their order.
+std::vector<Exchange> answering(const char* choice, const char* size, const char* dimension,
+                                const char* trials, const char* alignment) {
+  return {{question, choice},
+          {ask_size, size},
+          {ask_dimension, dimension},
+          {ask_trials, trials},
+          {ask_alignment, alignment}};
+}
+
 ProgramResult at_terminal(const ScratchDirectory& directory, const std::vector<Exchange>& exchanges,
                           bool output_is_terminal = true) {
   ProgramRun run{.program = QUARLEN_PROGRAM, .arguments = {}, .directory = directory.path()};
@@ -46,11 +56,7 @@ const std::string passed = "\nResidual checks PASSED\n\nEnd of tests\n\n";
 
 TEST(Terminal, RunsOneTestFromAnswers) {
   ScratchDirectory directory;
-  const ProgramResult result = at_terminal(directory, {{question, "data\n"},
-                                                       {ask_size, "0x14\n"},
-                                                       {ask_dimension, "030\n"},
-                                                       {ask_trials, "2\n"},
-                                                       {ask_alignment, "0\n"}});
+  const ProgramResult result = at_terminal(directory, answering("data\n", "0x14\n", "030\n", "2\n", "0\n"));
   const std::string line = "20     24     0      #.###      #.####   #.######e### #.######e###   pass\n";
   EXPECT_EQ(masked(result.output), question + ask_size + ask_dimension + ask_trials + ask_alignment +
                                        echo("20   ", "24   ", "2    ", "0    ") +
@@ -63,11 +69,7 @@ TEST(Terminal, RunsOneTestFromAnswers) {
 // No trial runs, so no rate is measured: the summary's zeros are the program's own.
 TEST(Terminal, AppliesItsOwnLimitsAndAcceptsNoTrials) {
   ScratchDirectory directory;
-  const ProgramResult result = at_terminal(directory, {{question, "\n"},
-                                                       {ask_size, "0\n"},
-                                                       {ask_dimension, "999\n"},
-                                                       {ask_trials, "0\n"},
-                                                       {ask_alignment, "-1\n"}});
+  const ProgramResult result = at_terminal(directory, answering("\n", "0\n", "999\n", "0\n", "-1\n"));
   EXPECT_TRUE(
       result.output.ends_with(banner + summary + "1000   1000   4       0.0000   0.0000  \n" + passed))
       << result.output;
@@ -82,11 +84,7 @@ TEST(Terminal, AppliesItsOwnLimitsAndAcceptsNoTrials) {
 
 TEST(Terminal, CorrectsTrialsAndAlignment) {
   ScratchDirectory directory;
-  const ProgramResult result = at_terminal(directory, {{question, "hel\n"},
-                                                       {ask_size, "3\n"},
-                                                       {ask_dimension, "3\n"},
-                                                       {ask_trials, "-1\n"},
-                                                       {ask_alignment, "65\n"}});
+  const ProgramResult result = at_terminal(directory, answering("hel\n", "3\n", "3\n", "-1\n", "65\n"));
   EXPECT_NE(result.output.find(ask_trials + warning("Number of trials to run", "-1", "less", "0", "1")),
             std::string::npos);
   EXPECT_NE(result.output.find(ask_alignment +
@@ -100,11 +98,8 @@ TEST(Terminal, CorrectsTrialsAndAlignment) {
 // used.
 TEST(Terminal, RefusesAMatrixWhoseBytesWrapAround) {
   ScratchDirectory directory;
-  const ProgramResult result = at_terminal(directory, {{question, "data\n"},
-                                                       {ask_size, "2147483647\n"},
-                                                       {ask_dimension, "2147483647\n"},
-                                                       {ask_trials, "1\n"},
-                                                       {ask_alignment, "4\n"}});
+  const ProgramResult result =
+      at_terminal(directory, answering("data\n", "2147483647\n", "2147483647\n", "1\n", "4\n"));
   EXPECT_TRUE(
       result.output.ends_with("Maximum memory requested that can be used=8589938676, at the size=2147483647\n"
                               "Internal error in quarlen: memory leak\n"))

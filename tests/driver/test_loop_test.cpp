@@ -18,18 +18,22 @@
 namespace vex::test {
 namespace {
 
+driver::MemoryRequest request_of_one(std::int32_t n, std::int32_t lda, std::int32_t alignment) {
+  driver::Configuration run;
+  run.test_count = 1;
+  run.size[0] = n;
+  run.leading_dimension[0] = lda;
+  run.alignment[0] = alignment;
+  return driver::largest_request(run);
+}
+
 // Every part of the largest test and of the smaller ones lies inside the block, for any start and any
 // alignment.
 TEST(MemoryLayout, StaysInsideTheBlockThatWasSizedForIt) {
   std::vector<std::byte> storage(1 << 20);
   const std::int32_t n = 13, lda = 17;
   for (std::int32_t alignment = 0; alignment <= 64; ++alignment) {
-    driver::Configuration run;
-    run.test_count = 1;
-    run.size[0] = n;
-    run.leading_dimension[0] = lda;
-    run.alignment[0] = alignment;
-    const driver::MemoryRequest request = driver::largest_request(run);
+    const driver::MemoryRequest request = request_of_one(n, lda, alignment);
     for (std::size_t start = 0; start <= 65536; start += 1040) {
       std::byte* block = storage.data() + start;
       const driver::TestMemory memory = driver::lay_out(block, n, lda, alignment);
@@ -52,12 +56,7 @@ TEST(MemoryRequest, KnowsWhenItsBytesWrapAround) {
   constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
   for (const Case& c : {Case{1500000000, 1500000000, 64, true}, Case{most, most, 0, false},
                         Case{1, most, 64, true}, Case{1518500248, 1518500250, 0, false}}) {
-    driver::Configuration run;
-    run.test_count = 1;
-    run.size[0] = c.n;
-    run.leading_dimension[0] = c.lda;
-    run.alignment[0] = c.alignment;
-    const driver::MemoryRequest request = driver::largest_request(run);
+    const driver::MemoryRequest request = request_of_one(c.n, c.lda, c.alignment);
     EXPECT_EQ(request.fits, c.fits) << c.n;
     const long double exact = (c.n + 2.0L) * c.lda * 8 + 4.0L * c.lda + 1024.0L * c.alignment;
     EXPECT_EQ(exact < 0x1p64L, c.fits) << c.n;

@@ -15,6 +15,7 @@
 
 #include "service/messages.h"
 #include "tests/support/fresh_process.h"
+#include "tests/support/run_program.h"
 
 namespace {
 
@@ -43,13 +44,6 @@ std::string catalogue_of(const std::map<int, std::string>& texts) {
 
 class Catalogue : public testing::Test {
  protected:
-  void SetUp() override {
-    char name[] = "/tmp/vex_catalogue_XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    folder_ = name;
-  }
-  void TearDown() override { fs::remove_all(folder_); }
-
   void write(const std::string& place, const std::string& content) {
     const fs::path path = folder_ / place;
     fs::create_directories(path.parent_path());
@@ -76,7 +70,8 @@ class Catalogue : public testing::Test {
     return result.output;
   }
 
-  fs::path folder_;
+  const vex::test::ScratchDirectory scratch_;
+  const fs::path folder_ = scratch_.path();
 };
 
 constexpr char built_in[] =

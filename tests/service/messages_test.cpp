@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "service/format.h"
 #include "service/message_table.h"
 #include "tests/support/fresh_process.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -106,12 +106,9 @@ TEST(Messages, ThreadsTearEachOthersLines) {
     for (std::thread& member : team) member.join();
   });
   EXPECT_EQ(result.status, 0);
-  std::istringstream output(result.output);
-  int count = 0;
-  for (std::string line; std::getline(output, line); ++count) {
-    EXPECT_EQ(line, std::string(300, line.empty() ? '?' : line[0]));
-  }
-  EXPECT_EQ(count, threads * lines);
+  const std::vector<std::string> printed = vex::test::lines_of(result.output);
+  EXPECT_EQ(printed.size(), static_cast<std::size_t>(threads * lines));
+  for (const std::string& line : printed) EXPECT_EQ(line, std::string(300, line.empty() ? '?' : line[0]));
 }
 
 TEST(Formats, ArgumentsAreMiscounted) {
@@ -126,28 +123,14 @@ TEST(Formats, ArgumentsAreMiscounted) {
 }
 
 TEST(Formats, TextsWithOtherArgumentsAgree) {
-  const struct {
-    const char* one;
-    const char* other;
-    bool agree;
-  } cases[] = {{"%d is %s", "%i: %-10s!", true},
-               {"%8.3f", "%e", true},
-               {"%u", "%#x", true},
-               {"none", "keiner %%", true},
-               {"%d %s", "%s %d", false},
-               {"%s", "%s %s", false},
-               {"%s", "", false},
-               {"%d", "%ld", false},
-               {"%d", "%u", false},
-               {"%d", "%*d", false},
-               {"%s", "%2147483647s", false},
-               {"%.3f", "%.9999f", false},
-               {"%d", "%1$d", false},
-               {"%d", "%n", false},
-               {"%d", "%d%", false},
-               {"%f", "%Lf", false}};
-  for (const auto& row : cases) {
-    EXPECT_EQ(formats_agree(row.one, row.other), row.agree) << row.one << " | " << row.other;
-    EXPECT_EQ(formats_agree(row.other, row.one), row.agree) << row.other << " | " << row.one;
-  }
+  const std::pair<const char*, const char*> agreeing[] = {
+      {"%d is %s", "%i: %-10s!"}, {"%8.3f", "%e"}, {"%u", "%#x"}, {"none", "keiner %%"}};
+  const std::pair<const char*, const char*> others[] = {
+      {"%d %s", "%s %d"}, {"%s", "%s %s"},        {"%s", ""},          {"%d", "%ld"},  {"%d", "%u"},
+      {"%d", "%*d"},      {"%s", "%2147483647s"}, {"%.3f", "%.9999f"}, {"%d", "%1$d"}, {"%d", "%n"},
+      {"%d", "%d%"},      {"%f", "%Lf"}};
+  for (const auto& [one, other] : agreeing)
+    EXPECT_TRUE(formats_agree(one, other) && formats_agree(other, one)) << one << " | " << other;
+  for (const auto& [one, other] : others)
+    EXPECT_FALSE(formats_agree(one, other) || formats_agree(other, one)) << one << " | " << other;
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tests/support/fresh_process.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -43,10 +44,9 @@ struct Destination {
 
 // Each way of putting a text of any length into a destination that must hold it all. The value is a code, 0
 // or positive, or a length or minus a code.
-using Put = std::function<int(char*, std::size_t, const char*)>;
 struct Way {
   const char* name;
-  Put put;
+  std::function<int(char*, std::size_t, const char*)> put;
 };
 
 int put_formatted(char* buffer, std::size_t capacity, const char* format, ...) {
@@ -215,12 +215,8 @@ TEST_F(SafeString, TokensAreSplitWrongOrReadPastTheEnd) {
   const struct {
     std::string text;
     std::vector<std::string> tokens;
-  } cases[] = {{"", {}},
-               {"   ", {}},
-               {"a", {"a"}},
-               {"  1000  2000 ", {"1000", "2000"}},
-               {"1\t2 3\n", {"1\t2", "3\n"}},
-               {"a b c", {"a", "b", "c"}}};
+  } cases[] = {
+      {"", {}}, {"   ", {}}, {"a", {"a"}}, {"1\t2 3\n", {"1\t2", "3\n"}}, {"  a  b c ", {"a", "b", "c"}}};
   for (const auto& row : cases) {
     std::vector<char> buffer(row.text.begin(), row.text.end());
     buffer.push_back('\0');
@@ -236,9 +232,7 @@ TEST_F(SafeString, TokensAreSplitWrongOrReadPastTheEnd) {
     for (int i = 0; i < 2; ++i) EXPECT_EQ(vex_serv_strtok_s(nullptr, &remaining, " ", &context), nullptr);
   }
   EXPECT_EQ(violations, 0);
-}
 
-TEST_F(SafeString, AnUnterminatedTextIsSplit) {
   char text[] = {'a', ' ', 'b', 'c', 'd', '\0'};
   std::size_t remaining = 4;  // ends inside "bcd"
   char* context = nullptr;
@@ -283,32 +277,16 @@ TEST_F(SafeString, AScannedTextOverflows) {
 TEST_F(SafeString, AScanDisagreesWithTheCLibrary) {
   const char* formats[] = {"%i",     "%li",  "%d,%d", "%d %d", "%*d %d",  "x%dy",    " %d%%%d",    "%2d%2d",
                            "%lf:%x", "%hhd", "%*s",   "",      "literal", "%3d %lf", "%u%*[a-z]%u"};
-  const char* texts[] = {"",
-                         " ",
-                         "5",
-                         "017 0x1F",
-                         "12,34",
-                         "1234",
-                         "x9y x9",
-                         "5%6",
-                         "-1 -2",
-                         "literal",
-                         "lit",
-                         "1.5e3:ff",
-                         "99999999999999999999",
-                         "7abc8",
-                         "a b c"};
   for (const char* format : formats) {
-    for (const char* text : texts) {
+    for (const char* text : {"", " ", "5", "017 0x1F", "12,34", "1234", "x9y x9", "5%6", "-1 -2", "literal",
+                             "lit", "1.5e3:ff", "99999999999999999999", "7abc8", "a b c"}) {
       std::int64_t own[2][2] = {}, library[2][2] = {};
       const int expected = std::sscanf(text, format, library[0], library[1]);
       EXPECT_EQ(vex_serv_sscanf_s(text, format, own[0], own[1]), expected) << text << " | " << format;
       EXPECT_EQ(std::memcmp(own, library, sizeof own), 0) << text << " | " << format;
 
       std::int64_t from_file[2][2] = {};
-      std::FILE* file = std::tmpfile();
-      std::fputs(text, file);
-      std::rewind(file);
+      std::FILE* file = vex::test::stream_of(text);
       EXPECT_EQ(vex_serv_fscanf_s(file, format, from_file[0], from_file[1]), expected)
           << text << " | " << format;
       EXPECT_EQ(std::memcmp(from_file, library, sizeof own), 0) << text << " | " << format;
@@ -335,9 +313,7 @@ TEST_F(SafeString, AScanTakesAFormatThatItCannotGuard) {
 }
 
 TEST_F(SafeString, AStreamLosesTheLetterBehindATextThatDoesNotFit) {
-  std::FILE* file = std::tmpfile();
-  std::fputs("apple pie", file);
-  std::rewind(file);
+  std::FILE* file = vex::test::stream_of("apple pie");
   Destination word(4), rest(8);
   EXPECT_EQ(vex_serv_fscanf_s(file, "%s", word.data(), word.capacity()), 0);
   EXPECT_EQ(vex_serv_fscanf_s(file, "%s", rest.data(), rest.capacity()), 1);
