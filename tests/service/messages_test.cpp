@@ -91,7 +91,7 @@ TEST(Messages, ACallersFormatIsPrintedWithoutArgumentsOrWithALineBreak) {
 }
 
 TEST(Messages, ThreadsTearEachOthersLines) {
-  constexpr int threads = 4, lines = 200;
+  constexpr int threads = 8, lines = 1000;
   const auto result = in_fresh_process([] {
     std::vector<std::thread> team;
     for (int t = 0; t < threads; ++t) {
