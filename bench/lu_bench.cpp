@@ -13,6 +13,7 @@
 #include "bench/support/fma_peak.h"
 #include "bench/support/peer.h"
 #include "bench/support/samples.h"
+#include "bench/support/stopwatch.h"
 #include "vex.h"
 
 namespace {
@@ -71,18 +72,18 @@ class Systems {
   }
 
   // GFlops of factoring and solving every copy once.
-  double rate(Factor* factor, Solve* solve) {
+  double rate(Factor* factor, Solve* solve, int threads) {
     for (std::size_t c = 0; c < copies_; ++c)
       std::memcpy(&matrices_[c * size_], original_.data(), size_ * sizeof(double));
     for (int i = 0; i < n_; ++i) side_[static_cast<std::size_t>(i)] = 1;
     const int one = 1;
     int info = 0;
-    const double start = omp_get_wtime();
+    const double start = vex::bench::sample_clock(threads);
     for (std::size_t c = 0; c < copies_; ++c) {
       factor(&n_, &n_, &matrices_[c * size_], &n_, pivots_.get(), &info);
       solve("N", &n_, &one, &matrices_[c * size_], &n_, pivots_.get(), side_.get(), &n_, &info, 1);
     }
-    const double seconds = (omp_get_wtime() - start) / static_cast<double>(copies_);
+    const double seconds = (vex::bench::sample_clock(threads) - start) / static_cast<double>(copies_);
     const double n = n_;
     return (2.0 / 3.0 * n * n * n + 2.0 * n * n) / seconds * 1e-9;
   }
@@ -119,8 +120,8 @@ int main(int argc, char** argv) {
       std::vector<double> peak, ours, theirs;
       for (int r = -1; r < options.repeats; ++r) {
         const double peak_rate = vex::bench::multiply_add_peak(vex::bench::PeakKind::widest_fused, threads);
-        const double our_rate = systems.rate(DGETRF, DGETRS);
-        const double peer_rate = peer ? systems.rate(peer_factor, peer_solve) : 0;
+        const double our_rate = systems.rate(DGETRF, DGETRS, threads);
+        const double peer_rate = peer ? systems.rate(peer_factor, peer_solve, threads) : 0;
         if (r < 0) continue;  // the first round warms up
         peak.push_back(peak_rate);
         ours.push_back(our_rate);

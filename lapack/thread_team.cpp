@@ -21,8 +21,9 @@ class Search {
  public:
   Search(ThreadTeamContext& ctx, void* tasks) : ctx_(ctx), tasks_(tasks) {}
 
-  // Gathers idle groups from `start` on until a task takes the threads; gives back what is left over.
-  void run(vex_int start) {
+  // Gathers idle groups from `start` on until a task takes the threads; gives back what is left over. True
+  // when a team was formed.
+  bool run(vex_int start) {
     for (vex_int step = 0; step < ctx_.groups; ++step) {
       const vex_int g = (start + step) % ctx_.groups;
       // Pairs with the release of the leader that declared the group idle.
@@ -34,10 +35,11 @@ class Search {
       record_ = ctx_.get_task(tasks_, first_ * ctx_.group_size, first_, &threads, record_);
       if (record_) {
         hand_out(start, threads / ctx_.group_size);
-        return;
+        return true;
       }
     }
     hand_out(start, 0);
+    return false;
   }
 
  private:
@@ -67,14 +69,25 @@ class Search {
   vex_int reserved_ = 0;
 };
 
+// Pairs with the acquire in wait_for_task: a leader that sees the count sees what it stands for.
+void note_event(ThreadTeamContext& ctx) {
+  std::atomic_ref(ctx.events).fetch_add(1, std::memory_order_release);
+}
+
 void wait_for_task(ThreadTeamContext& ctx, ThreadGroup& own, void* tasks) {
   own.state.store(GroupState::idle, std::memory_order_release);
+  note_event(ctx);
+  std::int64_t searched_at = -1;
   service::SpinWait wait;
   for (; own.state.load(std::memory_order_acquire) != GroupState::assigned; wait.once()) {
-    if (!vex_serv_trylock(&ctx.lock)) continue;
+    // Read before the search: what happens during it counts as new.
+    const std::int64_t events = std::atomic_ref(ctx.events).load(std::memory_order_acquire);
+    if (events == searched_at || !vex_serv_trylock(&ctx.lock)) continue;
     if (own.state.load(std::memory_order_relaxed) == GroupState::idle) {
       const vex_int start = ctx.hint ? ctx.hint(tasks) / ctx.group_size % ctx.groups : 0;
-      Search(ctx, tasks).run(start);
+      searched_at = events;
+      // The team is not always the searcher's, and behind the task that it took there may be another.
+      if (Search(ctx, tasks).run(start)) note_event(ctx);
     }
     vex_serv_unlock(&ctx.lock);
   }
@@ -96,7 +109,7 @@ vex_int find_nthr_sub_team(vex_int threads, vex_int p0, vex_int p11, vex_int p1,
 
 int vex_lapack_thread_team_ctxt_init(ThreadTeamContext* ctx, vex_int threads, vex_int group_size,
                                      GetTaskCallback get_task, CommitCallback commit, HintCallback hint) {
-  *ctx = {threads, group_size, threads / group_size, nullptr, get_task, commit, hint, 0};
+  *ctx = {threads, group_size, threads / group_size, nullptr, get_task, commit, hint, 0, 0};
   void* memory =
       vex_serv_allocate(static_cast<std::size_t>(ctx->groups) * sizeof(ThreadGroup), alignof(ThreadGroup));
   if (!memory) return 1;
@@ -135,7 +148,10 @@ vex_int vex_lapack_thread_team_ctxt_get_ithr_top(const ThreadTeamContext* ctx, v
 void vex_lapack_thread_team_ctxt_commit_task(ThreadTeamContext* ctx, vex_int t, int keep) {
   if (t % ctx->group_size != 0) return;
   ThreadGroup& own = group_of(*ctx, t);
-  if (own.rank == 0) ctx->commit(own.record);
+  if (own.rank == 0) {
+    ctx->commit(own.record);
+    note_event(*ctx);
+  }
   own.record = nullptr;
   if (!keep) own.state.store(GroupState::working, std::memory_order_release);
 }

@@ -48,6 +48,9 @@ struct ThreadTeamContext {
   CommitCallback commit;
   HintCallback hint;  // may be null
   std::int32_t lock;
+  // Counts what may let a search succeed that has failed before: groups that fall idle, tasks committed. A
+  // leader that has searched in vain only watches it, so that many waiting leaders do not keep the lock busy.
+  std::int64_t events;
 };
 
 }  // namespace vex::lapack
