@@ -16,17 +16,18 @@
 extern "C" {
 #endif
 
-/* ---- Standard routines ------------------------------------------------------------------------------------
- */
+/* ---- Standard routines ------------------------------------------------------------------------------- */
 
 /* DGETRF factors A = P L U in place, with partial pivoting.
      m, n   in      rows and columns of A, at least 0
-     a      in/out  A(lda, n); on exit L below the diagonal (its unit diagonal is not stored) and U on and
-   above lda    in      leading dimension, at least max(1, m) ipiv   out     min(m, n) pivots, counted from 1:
-   row i was interchanged with row ipiv(i) info   out     0      factored k > 0  U(k, k) is exactly zero, the
-   first such k: A is factored, but a solve divides by zero -k     argument k was wrong: reported through
-   xerbla, nothing else done (k is 1, 2 or 4) -1002  no scratch memory inside the factorization: A and ipiv
-   hold nothing of use -1023  no scratch memory for the pivots (32-bit names only): A is untouched */
+     a      in/out  A(lda, n); on exit L below the diagonal (its unit diagonal is not stored), and U
+     lda    in      leading dimension, at least max(1, m)
+     ipiv   out     min(m, n) pivots, counted from 1: row i was interchanged with row ipiv(i)
+     info   out     0      factored
+                    k > 0  U(k, k) is exactly zero, the first such k: a solve would divide by zero
+                    -k     argument k (1, 2 or 4) was wrong: reported through xerbla, A untouched
+                    -1002  no scratch memory inside the factorization: A and ipiv hold nothing of use
+                    -1023  no scratch memory for the pivots (32-bit names only): A is untouched */
 typedef void vex_dgetrf_routine(const int* m, const int* n, double* a, const int* lda, int* ipiv, int* info);
 typedef void vex_dgetrf_64_routine(const int64_t* m, const int64_t* n, double* a, const int64_t* lda,
                                    int64_t* ipiv, int64_t* info);
@@ -78,8 +79,7 @@ typedef double vex_dlamch_routine(const char* cmach, int64_t cmach_length);
 VEX_API vex_dlamch_routine DLAMCH, dlamch, dlamch_, vex_lapack__dlamch_;
 VEX_API vex_dlamch_routine DLAMCH_64, dlamch_64, dlamch_64_, vex_lapack__dlamch_64_;
 
-/* ---- Error handler and progress callback ------------------------------------------------------------------
- */
+/* ---- Error handler and progress callback ------------------------------------------------------------- */
 
 /* Receives the name of the routine that found something wrong (name_length characters, not necessarily
    terminated), a code and the length of the name. A positive code is the number of the wrong argument, except
@@ -117,8 +117,7 @@ VEX_API vex_progress_callback vex_serv_set_progress(vex_progress_callback callba
 typedef void (*vex_exit_handler)(int code);
 VEX_API void vex_serv_set_exit_handler(vex_exit_handler handler);
 
-/* ---- Threads ----------------------------------------------------------------------------------------------
- */
+/* ---- Threads ----------------------------------------------------------------------------------------- */
 
 /* Each setting below may come from the environment, which is read once, when first needed; what the program
    sets before that wins, and what it sets later holds from then on. */
@@ -158,8 +157,7 @@ VEX_API void vex_serv_set_num_stripes(int count);
  */
 VEX_API int vex_serv_mpi_safe(int flag);
 
-/* ---- Code path and reproducibility ------------------------------------------------------------------------
- */
+/* ---- Code path and reproducibility ------------------------------------------------------------------- */
 
 /* Branches of conditional numerical reproducibility: VEX_CBWR_OFF lets the library choose freely; the others
    fix the instruction set, so that results agree between processors that have it. The flag VEX_CBWR_STRICT
@@ -212,8 +210,7 @@ VEX_API int vex_serv_get_cpu_type(int fresh);
 VEX_API void vex_serv_cache_info(uint64_t* sizes);
 VEX_API int64_t vex_serv_get_cache_size(int level);
 
-/* ---- Memory -----------------------------------------------------------------------------------------------
- */
+/* ---- Memory ------------------------------------------------------------------------------------------ */
 
 /* Aligned blocks. An alignment below 64 or other than a power of two counts as 64. Null when memory is out. A
    new block of vex_serv_realloc holds the old contents up to the smaller size. */
@@ -245,8 +242,7 @@ VEX_API int64_t vex_serv_peak_mem_usage(int mode);
    not or when the machine has none. */
 VEX_API int vex_serv_set_memory_limit(int type, size_t limit);
 
-/* ---- Tracing ----------------------------------------------------------------------------------------------
- */
+/* ---- Tracing ----------------------------------------------------------------------------------------- */
 
 /* VEX_VERBOSE: 1 or 2 print a line for every call of a standard routine, 0 prints nothing. Returns the mode;
    any other mode changes nothing and returns -1. */
@@ -256,8 +252,7 @@ VEX_API int vex_serv_verbose(int mode);
    to 4095 characters. 0 when it can be written, else a warning, 1, and standard output. */
 VEX_API int vex_serv_verbose_output_file(const char* name);
 
-/* ---- Version ----------------------------------------------------------------------------------------------
- */
+/* ---- Version ----------------------------------------------------------------------------------------- */
 
 typedef struct vex_version {
   int major_version;
@@ -277,8 +272,7 @@ VEX_API void vex_serv_get_version(vex_version* record);
 VEX_API void vex_serv_get_version_string(char* buffer, int length);
 VEX_API void vex_serv_get_version_string_c(char* buffer, int length);
 
-/* ---- Clocks -----------------------------------------------------------------------------------------------
- */
+/* ---- Clocks ------------------------------------------------------------------------------------------ */
 
 /* Seconds since some fixed moment, from the processor's time-stamp counter. The first call may take a second,
    in which the counter is calibrated; vex_serv_get_clocks_frequency does just that. */
