@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 
 #include "driver/vendor_gate.h"
@@ -67,15 +68,22 @@ TEST_F(GateOfStaticProgram, RefusesThisMachineBeforeItReadsAnything) {
   }
 }
 
-class GateOnEmulatedProcessor : public GateOfStaticProgram,
-                                public testing::WithParamInterface<const char*> {};
+struct EmulatedModel {
+  const char* name;
+  const char* path;  // what the trace header says of the code path
+};
 
-TEST_P(GateOnEmulatedProcessor, OfTheServedVendorRunsToAPassingReport) {
+class GateOnEmulatedProcessor : public GateOfStaticProgram,
+                                public testing::WithParamInterface<EmulatedModel> {};
+
+TEST_P(GateOnEmulatedProcessor, OfTheServedVendorRunsItsPathToAPassingReport) {
+  const ScratchDirectory directory;
+  const std::string trace = directory.path() + "/trace";
   ProgramRun run{.program = "/usr/bin/env", .arguments = {"qemu-x86_64", "-cpu"}};
-  run.arguments.push_back(std::string(GetParam()) + ",vendor=GenuineKorva");
+  run.arguments.push_back(std::string(GetParam().name) + ",vendor=GenuineKorva");
   run.arguments.push_back(program);
   run.input = "comment\nEmulated\n2\n50 200\n50 200\n1 1\n4 4\n";
-  run.environment = {{"OMP_NUM_THREADS", "2"}};
+  run.environment = {{"OMP_NUM_THREADS", "2"}, {"VEX_VERBOSE", "1"}, {"VEX_VERBOSE_OUTPUT_FILE", trace}};
   const ProgramResult result = run_program(run);
   const std::string report = masked(result.output);
   EXPECT_NE(report.find("50     50     4      #.###      #.####   #.######e### #.######e###   pass\n"
@@ -84,11 +92,19 @@ TEST_P(GateOnEmulatedProcessor, OfTheServedVendorRunsToAPassingReport) {
       << result.output << result.errors;
   EXPECT_NE(report.find("\nResidual checks PASSED\n\nEnd of tests\n"), std::string::npos);
   EXPECT_EQ(result.status, 0);
+  std::ifstream lines(trace);
+  std::string header;
+  std::getline(lines, header);
+  EXPECT_NE(header.find(std::string(" ") + GetParam().path + "-enabled processors, Lnx"), std::string::npos)
+      << header;
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, GateOnEmulatedProcessor,
-                         testing::Values("Haswell", "core2duo", "Nehalem", "SandyBridge"),
-                         [](const auto& instance) { return std::string(instance.param); });
+                         testing::Values(EmulatedModel{"core2duo", "SSE2"},
+                                         EmulatedModel{"Nehalem", "SSE4.2"},
+                                         EmulatedModel{"SandyBridge", "SSE4.2"},
+                                         EmulatedModel{"Haswell", "AVX2"}),
+                         [](const auto& instance) { return std::string(instance.param.name); });
 
 }  // namespace
 }  // namespace vex::test
