@@ -1,6 +1,6 @@
 // LU tuning tables of the 512-bit path.
-// nb0, nb1 and fts0 of 56 threads are settled values in the bands up to m = 1500 and at the sizes 1000, 3000, 5000,
-// 10000 and 20000. Everything else is a first guess by shape, not measured yet.
+// nb0, nb1 and fts0 of 56 threads are settled values in the bands up to m = 1500 and at the sizes 1000, 3000,
+// 5000, 10000 and 20000. Everything else is a first guess by shape, not measured yet.
 #include "lapack/tuning_trees.h"
 
 namespace vex::lapack {

@@ -1,5 +1,6 @@
 // LU tuning tables of the many-core 512-bit path.
-// First guesses by shape, not measured yet: wider panels for larger matrices, teams that divide the thread count.
+// First guesses by shape, not measured yet: wider panels for larger matrices, teams that divide the thread
+// count.
 #include "lapack/tuning_trees.h"
 
 namespace vex::lapack {

@@ -73,6 +73,10 @@ struct EmulatedModel {
   const char* path;  // what the trace header says of the code path
 };
 
+void PrintTo(const EmulatedModel& model, std::ostream* stream) {
+  *stream << model.name;
+}
+
 class GateOnEmulatedProcessor : public GateOfStaticProgram,
                                 public testing::WithParamInterface<EmulatedModel> {};
 

@@ -35,7 +35,8 @@ std::vector<Symbol> symbols_of(const std::string& archive) {
 
 // What compilers and sanitizers add. The names of types (_ZTI, _ZTS) are data: no instruction hides there.
 bool of_the_tool_chain(const std::string& name) {
-  for (const char* prefix : {"__asan", "__odr_asan", "__tsan", "__ubsan", "DW.ref.", "__clang", "_ZTI", "_ZTS"})
+  for (const char* prefix :
+       {"__asan", "__odr_asan", "__tsan", "__ubsan", "DW.ref.", "__clang", "_ZTI", "_ZTS"})
     if (name.rfind(prefix, 0) == 0) return true;
   return false;
 }
