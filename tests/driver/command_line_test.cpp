@@ -1,6 +1,5 @@
 // Options, file names, help files and standard streams, from outside.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -106,14 +105,6 @@ TEST(CommandLine, TurnsDownWhatIsNoInputFile) {
     EXPECT_EQ(result.status, 255) << name;
     EXPECT_EQ(result.errors, "") << name;
   }
-}
-
-TEST(CommandLine, CopiesAHelpFileThatIsADirectoryAsNothing) {
-  ScratchDirectory directory;
-  ASSERT_EQ(mkdir((directory.path() + "/help.qrn").c_str(), 0700), 0);
-  const ProgramResult result = run_in(directory, {"-h"});
-  EXPECT_EQ(result.output, "");
-  EXPECT_EQ(result.status, 0);
 }
 
 // A report that did not arrive is no success, whatever it would have said.

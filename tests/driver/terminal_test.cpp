@@ -82,18 +82,6 @@ TEST(Terminal, AppliesItsOwnLimitsAndAcceptsNoTrials) {
   EXPECT_EQ(result.status, 0);
 }
 
-TEST(Terminal, CorrectsTrialsAndAlignment) {
-  ScratchDirectory directory;
-  const ProgramResult result = at_terminal(directory, answering("hel\n", "3\n", "3\n", "-1\n", "65\n"));
-  EXPECT_NE(result.output.find(ask_trials + warning("Number of trials to run", "-1", "less", "0", "1")),
-            std::string::npos);
-  EXPECT_NE(result.output.find(ask_alignment +
-                               warning("Data alignment value (in Kbytes)", "65", "bigger", "64", "64")),
-            std::string::npos)
-      << result.output;
-  EXPECT_EQ(result.status, 0);
-}
-
 // The bytes asked for exceed 2^64, so that their count says too little; a block of that count must not be
 // used.
 TEST(Terminal, RefusesAMatrixWhoseBytesWrapAround) {

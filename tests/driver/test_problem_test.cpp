@@ -6,7 +6,6 @@
 #include <vex.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -133,20 +132,6 @@ TEST(Matgen, SharesOutMissingThreadsAmongThoseGranted) {
                                               {{"OMP_NUM_THREADS", "5"}, {"OMP_THREAD_LIMIT", limit}});
     EXPECT_EQ(result.status, 0) << result.output << result.errors;
     EXPECT_NE(result.output.find("[  PASSED  ] 1 test."), std::string::npos) << result.output;
-  }
-}
-
-TEST(ColumnDeal, IsNeverEmptyNorWiderThanTheMatrix) {
-  for (const std::int64_t n : {0, 1, 5, 48, 49, 1500000000}) {
-    for (const std::int64_t block : {-1, 0, 1, 48}) {
-      for (const std::int64_t threads : {1, 2, 64}) {
-        const driver::ColumnDeal deal = driver::deal_columns(n, block, threads);
-        EXPECT_GE(deal.block, 1);
-        EXPECT_GE(deal.streams, 1);
-        EXPECT_LE(deal.streams, threads);
-        EXPECT_LE((deal.streams - 1) * deal.block, std::max<std::int64_t>(n - 1, 0));
-      }
-    }
   }
 }
 

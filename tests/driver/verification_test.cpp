@@ -91,15 +91,6 @@ TEST(Verification, AgreesWithExtendedPrecisionForEveryThreadCountInTheSameBits) 
   }
 }
 
-TEST(Verification, OfNothingIsZero) {
-  EXPECT_EQ(vector_norm({}), 0.0);
-  EXPECT_EQ(vector_norm({0.0, -0.0}), 0.0);
-  EXPECT_EQ(matrix_norm(random_operands(0, 3, 1)), 0.0);
-  Operands o = random_operands(70, 5, 0);
-  o.x.assign(o.x.size(), 0.0);
-  EXPECT_EQ(residual(o), o.y);
-}
-
 // Wherever it stands: first, last, in a full block or in the rest, beside infinities.
 TEST(Verification, NeverLosesANaN) {
   for (const int threads : {1, 3}) {

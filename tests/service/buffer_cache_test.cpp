@@ -233,17 +233,6 @@ TEST(BufferCache, CleanUpTakesBlocksInUseOrStrandsThreads) {
   }
 }
 
-TEST(BufferCache, RecordsGrowWithEveryThread) {
-  if (!vex::test::alone()) return;
-  in_unused_memory([] {
-    for (int i = 0; i < 3000; ++i) {
-      std::thread([] { vex_serv_deallocate(vex_serv_allocate(100, 128)); }).join();
-    }
-    EXPECT_EQ(vex::service::record_count(), 1u);
-    EXPECT_EQ(CountingAllocator::live(), 0);
-  });
-}
-
 // Threads past the 1024th, all alive at once, each keeping its own buffer and giving one to its neighbour.
 TEST(BufferCache, LateThreadsLoseTheirBanks) {
   if (!vex::test::alone()) return;
@@ -275,34 +264,6 @@ TEST(BufferCache, LateThreadsLoseTheirBanks) {
     // The blocks in use at their owner's end, and the one segment of later records.
     EXPECT_EQ(CountingAllocator::live(), count + 1);
     EXPECT_EQ(vex_serv_mem_stat(nullptr), count * 328);
-  });
-}
-
-TEST(BufferCache, ThreadWithoutARecordFails) {
-  if (!vex::test::alone()) return;
-  in_unused_memory([] {
-    std::barrier everybody(1025);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 1024; ++i) {
-      threads.emplace_back([&] {
-        vex_serv_deallocate(vex_serv_allocate(100, 128));
-        everybody.arrive_and_wait();
-        everybody.arrive_and_wait();
-      });
-    }
-    everybody.arrive_and_wait();
-    for (const bool fails : {true, false}) {
-      const std::int64_t before = vex_serv_mem_stat(nullptr);
-      CountingAllocator::failing = fails;  // the segment of later records
-      void* block = vex_serv_allocate(100, 128);
-      EXPECT_NE(block, nullptr);
-      vex_serv_deallocate(block);
-      EXPECT_EQ(vex_serv_mem_stat(nullptr) - before, fails ? 0 : 228);  // cached only with a record
-    }
-    everybody.arrive_and_wait();
-    for (std::thread& thread : threads) thread.join();
-    vex_serv_free_buffers();
-    EXPECT_EQ(vex_serv_mem_stat(nullptr), 0);
   });
 }
 

@@ -2,13 +2,11 @@
 #include "service/cleanup.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 #include <thread>
 
 #include "service/messages.h"
@@ -98,21 +96,6 @@ TEST(Cleanup, NothingIsCleanedAtTheEndOfTheProcess) {
   });
   EXPECT_EQ(result.status, 7);
   EXPECT_EQ(result.output, "ba");
-}
-
-TEST(Cleanup, AThirdDeviceDestructorIsTaken) {
-  const auto result = in_fresh_process([] {
-    EXPECT_EQ(vex_serv_core_register_sycl_destructor(nullptr), 1);
-    EXPECT_EQ(vex_serv_core_register_sycl_destructor([] { std::printf("a"); }), 0);
-    EXPECT_EQ(vex_serv_core_register_sycl_destructor([] { std::printf("b"); }), 0);
-    EXPECT_EQ(vex_serv_core_register_sycl_destructor([] { std::printf("c"); }), 1);
-    vex_serv_call_sycl_destructors();
-    vex_serv_core_reset_sycl_destructors();
-    vex_serv_call_sycl_destructors();
-    if (testing::Test::HasFailure()) std::exit(1);
-  });
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.output, "ab");
 }
 
 TEST(Exit, AHandlerIsPassedBy) {

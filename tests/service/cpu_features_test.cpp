@@ -77,13 +77,6 @@ TEST(CpuFeatures, ACpuidBitSetsAnotherFeatureThanItsOwn) {
   }
 }
 
-TEST(CpuFeatures, HalfOfAnExtensionIsTakenForTheWhole) {
-  for (const std::uint32_t half : {bit_BMI, bit_BMI2}) {
-    const RecordedProcessor processor{.name = "half", .leaf7_ebx = half};
-    EXPECT_EQ(names_in(read_features(test::play(processor))), "GENERIC_IA32 ");
-  }
-}
-
 TEST(CpuFeatures, AFeatureIsOfferedWhoseRegistersAreNotSaved) {
   const struct {
     std::uint64_t xcr0;
@@ -118,21 +111,6 @@ TEST(CpuFeatures, ALeafAboveTheLastIsBelieved) {
   processor.last_leaf = 0x20;
   processor.last_leaf7_subleaf = 0;
   EXPECT_EQ(read_processor(test::play(processor)).amx_fp16, 0);
-}
-
-TEST(CpuFeatures, AnUnusedEntryTouchesTheWords) {
-  std::uint64_t words[2] = {0, 0};
-  for (const int entry : {-1, 31, 57, 59, 61, 63, feature_entries, 1 << 30, -(1 << 30)}) {
-    EXPECT_EQ(__libvex_set_cpu_feature(words, entry), -1) << entry;
-    EXPECT_EQ(__libvex_get_cpu_feature(words, entry), -1) << entry;
-  }
-  EXPECT_EQ(words[0] | words[1], 0u);
-  EXPECT_EQ(__libvex_get_feature_name(-1), nullptr);
-  EXPECT_EQ(__libvex_get_feature_name(feature_entries), nullptr);
-  int last = 0;
-  while (std::string_view(__libvex_get_feature_name(last)) != "PBNDKB") ++last;
-  EXPECT_EQ(__libvex_set_cpu_feature(words, last), 0);
-  EXPECT_EQ(words[1], std::uint64_t{1} << 32);
 }
 
 }  // namespace

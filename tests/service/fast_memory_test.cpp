@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
-#include <vector>
 
 #include "service/memory.h"
 #include "tests/support/alone.h"
@@ -93,57 +92,6 @@ TEST(FastMemory, UsedWhereItIsNotOrMissedWhereItIs) {
   }
 }
 
-TEST(FastMemory, LibraryLookedForElsewhere) {
-  if (!vex::test::alone()) return;
-  in_unused_memory([] {
-    Platform& machine = many_core_machine();
-    static std::vector<std::string> asked;
-    machine.library_directory = [](char* buffer, std::size_t) {
-      return std::strcpy(buffer, "/one") != nullptr;
-    };
-    machine.program_directory = [](char* buffer, std::size_t) {
-      return std::strcpy(buffer, "/two") != nullptr;
-    };
-    machine.load_library = [](const char* path) -> void* {
-      asked.push_back(path);
-      return nullptr;
-    };
-    EXPECT_FALSE(served_fast());
-    EXPECT_EQ(asked, (std::vector<std::string>{"/one/libmemkind.so", "/two/libmemkind.so", "libmemkind.so"}));
-  });
-  char folder[4096];
-  ASSERT_TRUE(vex::service::real_platform.program_directory(folder, sizeof folder));
-  EXPECT_EQ(std::string(folder), BINARY_DIR "/tests");
-  ASSERT_TRUE(vex::service::real_platform.library_directory(folder, sizeof folder));
-  EXPECT_EQ(std::string(folder), BINARY_DIR "/tests");
-  EXPECT_FALSE(
-      vex::service::real_platform.program_directory(folder, std::string(BINARY_DIR "/tests").size()));
-}
-
-TEST(FastMemory, UnusableLibraryUsedOrRejectedInSilence) {
-  if (!vex::test::alone()) return;
-  const std::string line = "Minimal supported version of the memkind library is 1.1.0\n";
-  for (const char* which : {"old", "partial"}) {
-    for (const bool verbose : {false, true}) {
-      const vex::test::ProcessResult result = vex::test::in_fresh_process([&] {
-        setenv("VEX_VERBOSE", verbose ? "1" : "0", 1);
-        static int unloaded;
-        Platform& machine = many_core_machine();
-        machine.library_directory = directory_holding(which);
-        machine.unload_library = [](void* library) {
-          ++unloaded;
-          dlclose(library);
-        };
-        const bool right = !served_fast() && unloaded == 1;
-        std::fflush(nullptr);
-        _exit(!right);
-      });
-      EXPECT_EQ(result.status, 0) << which;
-      EXPECT_EQ(result.output.find(line) != std::string::npos, verbose) << which << result.output;
-    }
-  }
-}
-
 TEST(FastMemory, LimitPassedOrBytesNotGivenBack) {
   if (!vex::test::alone()) return;
   in_unused_memory([] {
@@ -170,22 +118,6 @@ TEST(FastMemory, LimitPassedOrBytesNotGivenBack) {
     EXPECT_TRUE(served_fast());
     EXPECT_EQ(stand_in("stand_in_live"), 0);
     EXPECT_EQ(CountingAllocator::live(), 0);
-  });
-}
-
-TEST(FastMemory, SecondLimitOrWrongTypeTaken) {
-  if (!vex::test::alone()) return;
-  in_unused_memory([] {
-    many_core_machine().library_directory = directory_holding("usable");
-    void* before = vex_serv_malloc(3 << 20, 64);
-    EXPECT_EQ(CountingAllocator::obtained, 0);
-    EXPECT_EQ(vex_serv_set_memory_limit(0, 2), 0);
-    EXPECT_EQ(vex_serv_set_memory_limit(2, 2), 0);
-    EXPECT_EQ(vex_serv_set_memory_limit(1, 2), 1);
-    EXPECT_EQ(vex_serv_set_memory_limit(1, 1000), 0);
-    EXPECT_FALSE(served_fast());
-    vex_serv_free(before);
-    EXPECT_TRUE(served_fast());
   });
 }
 

@@ -1,7 +1,6 @@
 // Plain blocks: what lies below them, their alignment, and what happens when the system has no more.
 #include "service/memory.h"
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -81,26 +80,6 @@ TEST(Memory, CallocDirtyOrReallocLosesContents) {
   void* from_nothing = vex_serv_realloc(nullptr, 100);
   EXPECT_NE(from_nothing, nullptr);
   vex_serv_free(from_nothing);
-}
-
-TEST(Memory, AllocatorTakenForAReplacement) {
-  // A sanitizer's allocator is one.
-  const bool sanitized = dlsym(RTLD_DEFAULT, "__asan_init") || dlsym(RTLD_DEFAULT, "__tsan_init");
-  EXPECT_EQ(vex::service::real_platform.allocator_is_libcs(), !sanitized);
-  EXPECT_TRUE(vex::service::real_platform.libc_is_shared());
-}
-
-TEST(Memory, FailedReallocLosesTheOldBlock) {
-  if (!vex::test::alone()) return;
-  in_unused_memory([] {
-    auto* block = static_cast<char*>(vex_serv_malloc(100, 128));
-    std::strcpy(block, "kept");
-    CountingAllocator::failing = 1;
-    EXPECT_EQ(vex_serv_realloc(block, 200), nullptr);
-    EXPECT_STREQ(block, "kept");
-    vex_serv_free(block);
-    EXPECT_EQ(CountingAllocator::live(), 0);
-  });
 }
 
 TEST(Memory, StatisticsDriftOrPeakForgotten) {

@@ -5,8 +5,6 @@
 
 #include <climits>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "service/format.h"
 #include "service/message_table.h"
@@ -74,41 +72,6 @@ TEST(Messages, AMissingArgumentIsReadAnyway) {
   EXPECT_EQ(in_fresh_process([] { vex_serv_print(0, 0x42F, 0); }).output, "%s\n");
   EXPECT_EQ(in_fresh_process([] { vex_serv_format_print(0, "%s and %s", 1, "one"); }).output, "%s and %s");
   EXPECT_EQ(in_fresh_process([] { vex_serv_format_print(0, "%d%n", 2, 1, nullptr); }).output, "%d%n");
-}
-
-TEST(Messages, ACallersFormatIsPrintedWithoutArgumentsOrWithALineBreak) {
-  const auto result = in_fresh_process([] {
-    vex_serv_format_print(0, "never\n", 0);
-    vex_serv_format_print(0, nullptr, 1, 1);
-    vex_serv_file_format_print(nullptr, "%d", 1, 1);
-    vex_serv_file_format_print(stdout, "%d", -1, 1);
-    vex_serv_format_print(0, "%d%%", 1, 5);
-    vex_serv_format_print(1, "%s", 1, "error");
-    vex_serv_file_format_print(stderr, "%c%.*f", 3, '=', 1, 2.25);
-  });
-  EXPECT_EQ(result.output, "5%");
-  EXPECT_EQ(result.errors, "error=2.2");
-}
-
-TEST(Messages, ThreadsTearEachOthersLines) {
-  constexpr int threads = 8, lines = 1000;
-  const auto result = in_fresh_process([] {
-    std::vector<std::thread> team;
-    for (int t = 0; t < threads; ++t) {
-      team.emplace_back([t] {
-        const std::string text(300, static_cast<char>('a' + t));
-        for (int i = 0; i < lines; ++i) {
-          vex_serv_print(0, 0x42F, 1, text.c_str());
-          if (vex_serv_get_msg(0x42F, 1, text.c_str()) != text) std::abort();
-        }
-      });
-    }
-    for (std::thread& member : team) member.join();
-  });
-  EXPECT_EQ(result.status, 0);
-  const std::vector<std::string> printed = vex::test::lines_of(result.output);
-  EXPECT_EQ(printed.size(), static_cast<std::size_t>(threads * lines));
-  for (const std::string& line : printed) EXPECT_EQ(line, std::string(300, line.empty() ? '?' : line[0]));
 }
 
 TEST(Formats, ArgumentsAreMiscounted) {

@@ -155,24 +155,6 @@ TEST(DetectionProcess, TheSetterIsHeardTooLateOrNotAtAll) {
     EXPECT_NE(result.output.find(line), std::string::npos) << line << " in:\n" << result.output;
 }
 
-TEST(DetectionProcess, AProgramsCeilingLosesAgainstTheEnvironment) {
-  if (!test::alone()) return;
-  const test::ProcessResult result = in_process_on(recorded("AVX-512"), "SSE4_2", nullptr, [] {
-    std::printf("%d", vex_serv_enable_instructions(2));
-    std::printf("%d", vex_serv_enable_instructions(6));
-    std::printf("%d%d%d%d%d ", vex_serv_is_sse4_2_enabled(), vex_serv_is_avx_enabled(),
-                vex_serv_is_avx2_enabled(), vex_serv_is_avx512_enabled(), vex_serv_is_avx512_hcx_enabled());
-    std::printf("%d ", vex_serv_get_cpu_type(0));
-    std::printf("%d %d", vex_serv_get_cpu_type(1), vex_serv_get_cpu_type(0));
-  });
-  EXPECT_EQ(result.output, "1011100 -1 5 -1");
-  const test::ProcessResult refused = in_process_on(recorded("AVX-512"), "SSE4_2", nullptr, [] {
-    const int accepted = vex_serv_enable_instructions(6);  // refused, yet it was a call
-    std::printf("%d %d", accepted, vex_serv_get_cpu_type(1));
-  });
-  EXPECT_EQ(refused.output, "0 7");
-}
-
 TEST(DetectionProcess, BelowTheMinimumTheLibraryRunsOrHangs) {
   if (!test::alone()) return;
   const test::ProcessResult result =

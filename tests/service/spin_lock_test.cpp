@@ -42,27 +42,6 @@ TEST(SpinLock, AnUpdateUnderTheLockIsLost) {
   EXPECT_EQ(word, 0);
 }
 
-TEST(SpinLock, AHeldWordIsTakenTwice) {
-  std::int32_t word = 0;
-  EXPECT_EQ(vex_serv_trylock(&word), 1);
-  EXPECT_EQ(word, 1);
-  EXPECT_EQ(vex_serv_trylock(&word), 0);
-  vex_serv_unlock(&word);
-  {
-    const vex::service::SpinGuard guard(word);
-    EXPECT_EQ(vex_serv_trylock(&word), 0);
-  }
-  EXPECT_EQ(word, 0);
-}
-
-TEST(SpinLock, AFailedSwapWritesOrHidesThePreviousValue) {
-  std::int64_t word = -7;
-  EXPECT_EQ(vex_serv_cmpxchg(&word, 1, 2), -7);
-  EXPECT_EQ(word, -7);
-  EXPECT_EQ(vex_serv_cmpxchg(&word, -7, std::int64_t{1} << 40), -7);
-  EXPECT_EQ(word, std::int64_t{1} << 40);
-}
-
 // Each round everybody writes a cell of their own and then reads all the others': a thread released early, or
 // a write that is not carried over, shows as a wrong cell (or, under the thread sanitizer, as a race).
 TEST(CounterBarrier, AThreadPassesBeforeAllHaveArrived) {

@@ -3,14 +3,12 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <climits>
 #include <cstring>
 #include <initializer_list>
 #include <map>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "service/cleanup.h"
 #include "service/platform.h"
@@ -258,20 +256,4 @@ TEST(ThreadCount, AnOverrideReachesAnotherThreadOrOutlivesItsKey) {
     say({vex_serv_get_max_threads(), vex_serv_set_num_threads_local(4), vex_serv_get_max_threads()});
   });
   EXPECT_EQ(out, "0 0 100 8 0 3 100 100 8 8 0 4 ");
-}
-
-TEST(ThreadCount, FirstQueriesAtOnceSeeHalfACount) {
-  if (!vex::test::alone()) return;
-  const auto out = in_process({{"VEX_NUM_THREADS", "8"}}, [] {
-    std::atomic<int> sum{0};
-    std::vector<std::thread> crowd;
-    for (int i = 0; i < 56; ++i)
-      crowd.emplace_back([&, i] {
-        if (i % 2) vex_serv_set_num_threads_local(2);
-        sum += vex_serv_get_max_threads() + vex_serv_get_ncorespercpu();
-      });
-    for (std::thread& thread : crowd) thread.join();
-    say({sum.load()});
-  });
-  EXPECT_EQ(out, std::to_string(56 * 64 + 28 * 8 + 28 * 2) + " ");
 }

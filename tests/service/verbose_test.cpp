@@ -51,21 +51,6 @@ TEST(VerboseMode, AValueThatIsNoModeTurnsTracingOn) {
   }
 }
 
-TEST(VerboseMode, TheEnvironmentOverridesTheProgramOrARefusedModeChangesIt) {
-  const auto result = in_fresh_process([] {
-    setenv("VEX_VERBOSE", "1", 1);
-    const int* mode = vex_serv_iface_verbose_mode();
-    std::printf("%d", *mode);
-    for (int requested : {3, -1, 2}) {
-      const int answer = vex_serv_verbose(requested);
-      std::printf(" %d %d", answer, *mode);
-    }
-    setenv("VEX_VERBOSE", "0", 1);
-    std::printf(" %d %d", *vex_serv_verbose_mode(), mode == vex_serv_verbose_mode());
-  });
-  EXPECT_EQ(result.output, "1 -1 1 -1 1 2 2 2 1");
-}
-
 TEST(VerboseText, ADurationOrASettingReadsDifferently) {
   const std::pair<double, const char*> durations[] = {
       {-1.0, "0.00s"},     {1.5, "1.50s"},   {1.0, "1000.00ms"}, {2e-3, "2.00ms"},
@@ -132,37 +117,6 @@ TEST(Version, AStringIsCutOrPaddedInTheWrongPlace) {
     }
     EXPECT_EQ(terminated, expected) << length;
   }
-}
-
-TEST(Version, AProcessorIsDescribedByALesserTrait) {
-  using namespace vex::service;
-  // Within the AVX-512 path each row outranks those that follow it; the fine types share their texts.
-  const unsigned below_fp16 =
-      trait_bf16_generation | trait_vaes_generation | trait_vnni_generation | trait_f16c;
-  const struct {
-    unsigned traits;
-    int fine_type;
-    const char* detail;
-  } ranked[] = {
-      {trait_amx_fp16 | trait_amx | trait_fp16 | below_fp16, 16, " with AMX-FP16 and AMX tiles"},
-      {trait_amx_fp16 | trait_fp16 | below_fp16, 16, " with AMX-FP16"},
-      {trait_fp16 | trait_amx | below_fp16, 14, " with FP16 and AMX tiles"},
-      {trait_fp16 | below_fp16, 14, " with FP16"},
-      {trait_amx | below_fp16, 12, " with bfloat16"},
-      {trait_vaes_generation | trait_vnni_generation, 10, " with vector AES and carry-less multiply"},
-      {trait_vnni_generation, 9, " with VNNI"},
-      {trait_avx_vnni | trait_f16c, 7, ""}};
-  for (const auto& [traits, fine_type, detail] : ranked)
-    for (const int type : {7, fine_type})
-      EXPECT_EQ(processor_description(true, type, traits),
-                std::string("AVX-512-enabled processors") + detail);
-  const std::pair<int, const char*> lower[] = {
-      {0, "SSE2"}, {2, "SSSE3"}, {3, "SSE4.2"}, {4, "AVX"}, {5, "AVX2"}};
-  for (const auto& [type, name] : lower)
-    EXPECT_EQ(processor_description(true, type, 0), std::string(name) + "-enabled processors");
-  EXPECT_STRNE(processor_description(true, 4, trait_f16c), processor_description(true, 4, 0));
-  EXPECT_STRNE(processor_description(true, 5, trait_avx_vnni), processor_description(true, 5, 0));
-  EXPECT_STREQ(processor_description(false, 7, ~0u), processor_description(true, 99, 0));
 }
 
 TEST(TraceFile, LinesOfThreadsThatTraceAtOnceMixOrGetLost) {

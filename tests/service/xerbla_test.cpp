@@ -2,9 +2,7 @@
 #include "service/xerbla.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <csetjmp>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -111,36 +109,6 @@ TEST(Xerbla, AHandlerThatPassesErrorsOnGoesRoundInACircle) {
   std::string expected;
   for (int i = 0; i < 14; ++i) expected += nobody_answers;
   EXPECT_EQ(result.output, expected);
-}
-
-TEST(Xerbla, AHandlerThatJumpsAwayIsNeverCalledAgain) {
-  static std::jmp_buf outside;
-  const auto result = in_fresh_process([] {
-    calls = 0;
-    alarm(20);
-    vex_serv_set_xerbla([](const char*, const vex_int*, vex_int) {
-      ++calls;
-      std::longjmp(outside, 1);
-    });
-    while (calls < 3) {
-      vex_set_xerbla_interface(cdecl_xerbla);
-      if (setjmp(outside) == 0) report_3(vex_serv_xerbla);
-    }
-    std::exit(calls);
-  });
-  EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(result.output, "");
-}
-
-TEST(Xerbla, AnInterfaceSetterReplacesAnInstalledHandler) {
-  vex_serv_set_xerbla(nullptr);
-  calls = 0;
-  vex_serv_set_xerbla_interface(count_call);
-  vex_serv_set_xerbla_interface(pass_on);
-  report_3(vex_serv_xerbla);
-  EXPECT_EQ(calls, 1);
-  EXPECT_EQ(vex_serv_set_xerbla(nullptr), count_call);
-  EXPECT_EQ(vex_serv_set_xerbla(nullptr), vex_serv_default_xerbla);
 }
 
 TEST(Xerbla, ACallerWith32BitIntegersReportsNoise) {
