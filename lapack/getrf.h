@@ -28,11 +28,15 @@ struct ParallelPlan {
 
 ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_threads);
 
+// How many threads factor a tall matrix as one panel when `threads` may, 0 when it is not tall enough for a
+// team. `dynamic`: the library may take fewer than it is set to.
+vex_int tall_team_size(vex_int m, vex_int n, vex_int threads, bool dynamic);
+
 }  // namespace vex::lapack
 
 extern "C" {
 
-// The tall-skinny way; for matrices at least four times taller than wide.
+// The tall-skinny way; for matrices at least four times taller than wide. info as vex_lapack_dgetrf says.
 void vex_lapack_dgetrf_ts(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,
                           vex_int* info);
 }

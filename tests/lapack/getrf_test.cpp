@@ -235,6 +235,30 @@ TEST(ChooseWay, FollowsTheBoundsBetweenTheWays) {
   }
 }
 
+TEST(TallSkinny, TakesATeamOnlyForMatricesTallEnoughForIt) {
+  struct Case {
+    vex_int m, n, threads;
+    bool dynamic;
+    vex_int team;
+  };
+  for (const Case& c : {Case{7200, 100, 1, true, 0},
+                        {7201, 100, 1, true, 1},
+                        {4800, 128, 2, true, 2},
+                        {4608, 128, 2, true, 0},
+                        {4609, 128, 2, false, 2},
+                        {100000, 50, 56, true, 16},  // narrow: 16 threads are enough
+                        {100000, 50, 56, false, 56},
+                        {61440, 1024, 40, true, 40},
+                        {10000, 1000, 30, true, 10},  // ten threads have 1000 rows each
+                        {10000, 1000, 30, false, 0},  // thirty would have fewer than there are columns
+                        {4000, 1000, 8, true, 0},
+                        {100, 200, 4, true, 0},
+                        {1000000, 31, 4, true, 0}}) {
+    EXPECT_EQ(vex::lapack::tall_team_size(c.m, c.n, c.threads, c.dynamic), c.team)
+        << c.m << " x " << c.n << ", " << c.threads << " threads";
+  }
+}
+
 TEST(PlanParallel, NeverAsksForMoreThreadsOrTeamsThanThereAre) {
   constexpr vex_int huge = std::numeric_limits<vex_int>::max();
   for (const int path : {0, 1, 3, 5, 6, 7}) {
