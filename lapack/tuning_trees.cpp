@@ -2,7 +2,7 @@
 #include "lapack/tuning_trees.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <iterator>
 
 #include "service/cpu_dispatch.h"
 #include "service/thread_count.h"
