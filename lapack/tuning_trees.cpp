@@ -55,6 +55,13 @@ vex_int tuned_value(int code_path, vex_int threads, Parameter parameter, vex_int
   return found->tree(m, n);
 }
 
+TunedValues tuned_values(int code_path, vex_int threads, vex_int m, vex_int n) {
+  const auto tuned = [=](Parameter parameter) { return tuned_value(code_path, threads, parameter, m, n); };
+  return {tuned(Parameter::fts0), tuned(Parameter::fts1),      tuned(Parameter::nb0),
+          tuned(Parameter::nb1),  tuned(Parameter::nb_switch), tuned(Parameter::ts_switch),
+          tuned(Parameter::uts0), tuned(Parameter::uts1)};
+}
+
 }  // namespace vex::lapack
 
 vex_int vex_lapack_ilaenv_dt(vex_int, vex_int routine, vex_int parameter, vex_int m, vex_int n) {

@@ -19,6 +19,11 @@ enum class Parameter : int {
 };
 inline constexpr int parameter_count = 8;
 
+// The eight values for one shape.
+struct TunedValues {
+  vex_int fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1;
+};
+
 // A tree: a piecewise-constant function of the shape.
 using TreeFunction = vex_int(vex_int m, vex_int n);
 
@@ -43,6 +48,7 @@ struct CodePathEntry {
 // The value of `parameter` for an m x n matrix: from the trees of the nearest code path and the nearest
 // thread count there; of two equally near ones the one listed first.
 vex_int tuned_value(int code_path, vex_int threads, Parameter parameter, vex_int m, vex_int n);
+TunedValues tuned_values(int code_path, vex_int threads, vex_int m, vex_int n);
 
 // The tables themselves, one file per code path under tuning/.
 extern const CodePathEntry getrf_avx, getrf_avx2, getrf_avx512, getrf_avx512_hcx;
