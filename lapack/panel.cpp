@@ -3,12 +3,11 @@
 #include "lapack/panel.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "blas/blas.h"
 #include "lapack/ilaenv.h"
 #include "lapack/laswp.h"
-#include "lapack/machine_constants.h"
+#include "lapack/small/small.h"
 #include "service/progress.h"
 
 namespace vex::lapack {
@@ -38,38 +37,9 @@ struct InternalKernels {
   }
 };
 
-constexpr double safe_minimum = machine_constant('S');
-
 // A matrix too flat to be blocked but this many times wider than tall is factored in its leading square, and
 // the rest is solved for: the unblocked form would read all of it anew for every pivot.
 constexpr vex_int least_wide_ratio = 2;
-
-// x := x / pivot. One multiplication per element serves unless the reciprocal of the pivot would overflow.
-void divide_by_pivot(vex_int n, double pivot, double* x) {
-  if (std::fabs(pivot) >= safe_minimum) return blas::scal(n, 1.0 / pivot, x, 1);
-  for (vex_int i = 0; i < n; ++i) x[i] /= pivot;
-}
-
-vex_int factor_unblocked(MatrixView a, vex_int* ipiv) {
-  const vex_int m = a.rows;
-  const vex_int n = a.cols;
-  vex_int info = 0;
-  for (vex_int j = 0; j < std::min(m, n); ++j) {
-    if (j > 0) blas::xgemv(Trans::no, -1.0, a.block(j, 0, m - j, j), a.col(j), 1, 1.0, &a(j, j), 1);
-    const vex_int pivot_row = j + blas::idamax(m - j, &a(j, j), 1) - 1;
-    ipiv[j] = pivot_row + 1;
-    if (a(pivot_row, j) != 0.0) {
-      if (pivot_row != j) blas::xswap(n, &a(j, 0), a.ld, &a(pivot_row, 0), a.ld);
-      if (j + 1 < m) divide_by_pivot(m - j - 1, a(j, j), &a(j + 1, j));
-    } else if (info == 0) {
-      info = j + 1;
-    }
-    if (j > 0 && j + 1 < n) {
-      blas::xgemv(Trans::yes, -1.0, a.block(0, j + 1, j, n - j - 1), &a(j, 0), a.ld, 1.0, &a(j, j + 1), a.ld);
-    }
-  }
-  return info;
-}
 
 // Whom the progress callback is told about: the thread, and how many columns of the whole matrix lie left of
 // the panel in work.
@@ -106,7 +76,7 @@ bool factor_blocked(MatrixView a, vex_int* ipiv, vex_int& info, const Reporter& 
   const vex_int width = panel_width(m, n);
   if (width <= 1 || width >= diagonal) {
     if (n < least_wide_ratio * m) {
-      info = factor_unblocked(a, ipiv);
+      vex_lapack_ps_dgetf2(&a.rows, &a.cols, a.data, &a.ld, ipiv, &info);
       return false;
     }
     const bool stopped = factor_blocked<Kernels>(a.block(0, 0, m, m), ipiv, info, reporter);
@@ -136,7 +106,7 @@ bool factor_blocked(MatrixView a, vex_int* ipiv, vex_int& info, const Reporter& 
 
 void vex_lapack_dgetf2(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,
                        vex_int* info) {
-  *info = vex::lapack::factor_unblocked({a, *m, *n, *lda}, ipiv);
+  vex_lapack_ps_dgetf2(m, n, a, lda, ipiv, info);
 }
 
 int vex_lapack_dgetrf_local(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,

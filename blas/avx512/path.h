@@ -4,12 +4,9 @@
 #include "blas/avx512/constants.h"
 #include "blas/avx512/simd.h"
 #include "blas/avx512/tile_24x8.h"
-#include "blas/engine/kernel_table.h"
 
 namespace vex::blas::avx512 {
 
-struct Path : Simd, Constants, OwnTile {
-  static const engine::PathEngine operations;
-};
+struct Path : Simd, Constants, OwnTile {};
 
 }  // namespace vex::blas::avx512

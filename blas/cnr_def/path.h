@@ -3,12 +3,9 @@
 
 #include "blas/cnr_def/constants.h"
 #include "blas/cnr_def/simd.h"
-#include "blas/engine/kernel_table.h"
 
 namespace vex::blas::cnr_def {
 
-struct Path : Simd, Constants {
-  static const engine::PathEngine operations;
-};
+struct Path : Simd, Constants {};
 
 }  // namespace vex::blas::cnr_def

@@ -3,12 +3,9 @@
 
 #include "blas/def/constants.h"
 #include "blas/def/simd.h"
-#include "blas/engine/kernel_table.h"
 
 namespace vex::blas::def {
 
-struct Path : Simd, Constants {
-  static const engine::PathEngine operations;
-};
+struct Path : Simd, Constants {};
 
 }  // namespace vex::blas::def

@@ -3,10 +3,12 @@
 
 #include <cstdint>
 
+#include "blas/avx2/path.h"
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
 #include "lapack/small/sse.h"
+#include "lapack/small/unblocked.h"
 
 namespace {
 
@@ -25,6 +27,7 @@ struct Lanes {
   static Vector multiply(Vector a, Vector b) { return _mm256_mul_pd(a, b); }
   static Vector divide(Vector a, Vector b) { return _mm256_div_pd(a, b); }
   static Vector subtract_product(Vector c, Vector a, Vector b) { return _mm256_fnmadd_pd(a, b, c); }
+  static double subtract_product(double c, double a, double b) { return Narrow::subtract_product(c, a, b); }
 
   // All ones in the first `count` lanes.
   static __m256i first_lanes(int count) {
@@ -75,4 +78,9 @@ void vex_lapack_ps_avx2_dgetrs_small(const char* trans, const vex_int* n, const 
                                      const double* a, const vex_int* lda, const vex_int* ipiv, double* b,
                                      const vex_int* ldb, vex_int* info, vex_int) {
   *info = vex::lapack::small::solve<Narrow>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
+}
+
+void vex_lapack_ps_avx2_dgetf2(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
+                               vex_int* ipiv, vex_int* info) {
+  *info = vex::lapack::small::factor_unblocked<vex::blas::avx2::Path, Lanes>(*m, *n, a, *lda, ipiv);
 }

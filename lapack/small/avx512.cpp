@@ -1,12 +1,12 @@
 // The small-system routines of the AVX-512 path.
-#include <immintrin.h>
-
 #include <cstdint>
 
+#include "blas/avx512/path.h"
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
 #include "lapack/small/sse.h"
+#include "lapack/small/unblocked.h"
 
 namespace {
 
@@ -25,6 +25,7 @@ struct Lanes {
   static Vector multiply(Vector a, Vector b) { return _mm512_mul_pd(a, b); }
   static Vector divide(Vector a, Vector b) { return _mm512_div_pd(a, b); }
   static Vector subtract_product(Vector c, Vector a, Vector b) { return _mm512_fnmadd_pd(a, b, c); }
+  static double subtract_product(double c, double a, double b) { return Narrow::subtract_product(c, a, b); }
 
   // A bit for each of the first `count` lanes, fewer than all.
   static __mmask8 first_lanes(int count) { return static_cast<__mmask8>(count > 0 ? (1 << count) - 1 : 0); }
@@ -74,4 +75,9 @@ void vex_lapack_ps_avx512_dgetrs_small(const char* trans, const vex_int* n, cons
                                        const double* a, const vex_int* lda, const vex_int* ipiv, double* b,
                                        const vex_int* ldb, vex_int* info, vex_int) {
   *info = vex::lapack::small::solve<Narrow>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
+}
+
+void vex_lapack_ps_avx512_dgetf2(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
+                                 vex_int* ipiv, vex_int* info) {
+  *info = vex::lapack::small::factor_unblocked<vex::blas::avx512::Path, Lanes>(*m, *n, a, *lda, ipiv);
 }

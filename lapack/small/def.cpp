@@ -1,8 +1,10 @@
 // The small-system routines of the generic path.
+#include "blas/def/path.h"
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
 #include "lapack/small/sse.h"
+#include "lapack/small/unblocked.h"
 
 namespace {
 
@@ -23,4 +25,9 @@ void vex_lapack_ps_def_dgetrs_small(const char* trans, const vex_int* n, const v
                                     const vex_int* lda, const vex_int* ipiv, double* b, const vex_int* ldb,
                                     vex_int* info, vex_int) {
   *info = vex::lapack::small::solve<Lanes>(*trans, *n, *nrhs, a, *lda, ipiv, b, *ldb);
+}
+
+void vex_lapack_ps_def_dgetf2(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
+                              vex_int* ipiv, vex_int* info) {
+  *info = vex::lapack::small::factor_unblocked<vex::blas::def::Path, Lanes>(*m, *n, a, *lda, ipiv);
 }

@@ -9,9 +9,6 @@
 
 namespace vex::lapack::small {
 
-// A pivot of larger magnitude has a reciprocal that does not overflow.
-inline constexpr double safe_minimum = 0x1p-1022;
-
 inline constexpr int largest_order = 16;
 inline constexpr int largest_unrolled_order = 7;
 

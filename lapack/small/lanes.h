@@ -2,7 +2,7 @@
 // compiler. The routines work on a path's `Lanes`, a type of static functions over its vectors:
 //   Vector, width                           the vector type and how many doubles it holds
 //   load, store, broadcast, multiply, divide
-//   subtract_product(c, a, b)               c - a * b, fused where the path fuses
+//   subtract_product(c, a, b)               c - a * b, fused where the path fuses; also of single numbers
 //   read(p, count), write(p, v, count)      the first `count` lanes (none to all of them); read fills with
 //   NaN mask(p), select(mask, a, b)             lanes of a where the mask is all ones, of b where it is zero
 //   magnitudes(x, excluded)                 |x|, and -1 where x is NaN or the excluded mask is set
@@ -14,6 +14,9 @@
 #include <cstdint>
 
 namespace vex::lapack::small {
+
+// The reciprocal of no larger magnitude overflows.
+inline constexpr double safe_minimum = 0x1p-1022;
 
 // Everything here is instantiated with a type that belongs to one path, so that no path's code can stand in
 // for another's.

@@ -9,6 +9,9 @@ namespace {
 constinit blas::Dispatched<vex_dgetrf_small> factor_routine{
     vex_lapack_ps_def_dgetrf_small, vex_lapack_ps_def_dgetrf_small, vex_lapack_ps_mc3_dgetrf_small,
     vex_lapack_ps_avx2_dgetrf_small, vex_lapack_ps_avx512_dgetrf_small};
+constinit blas::Dispatched<vex_dgetrf_small> unblocked_routine{
+    vex_lapack_ps_def_dgetf2, vex_lapack_ps_def_dgetf2, vex_lapack_ps_mc3_dgetf2, vex_lapack_ps_avx2_dgetf2,
+    vex_lapack_ps_avx512_dgetf2};
 constinit blas::Dispatched<vex_dgetrs_small> solve_routine{
     vex_lapack_ps_def_dgetrs_small, vex_lapack_ps_def_dgetrs_small, vex_lapack_ps_mc3_dgetrs_small,
     vex_lapack_ps_avx2_dgetrs_small, vex_lapack_ps_avx512_dgetrs_small};
@@ -20,6 +23,12 @@ constinit blas::Dispatched<vex_dgetrs_small> solve_routine{
 void vex_lapack_ps_dgetrf_small(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                 vex_int* ipiv, vex_int* info) {
   auto* const routine = vex::lapack::factor_routine.get();
+  if (routine != nullptr) routine(m, n, a, lda, ipiv, info);
+}
+
+void vex_lapack_ps_dgetf2(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,
+                          vex_int* info) {
+  auto* const routine = vex::lapack::unblocked_routine.get();
   if (routine != nullptr) routine(m, n, a, lda, ipiv, info);
 }
 

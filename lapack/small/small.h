@@ -18,6 +18,12 @@ vex_dgetrf_small vex_lapack_ps_dgetrf_small;
 vex_dgetrf_small vex_lapack_ps_def_dgetrf_small, vex_lapack_ps_mc3_dgetrf_small,
     vex_lapack_ps_avx2_dgetrf_small, vex_lapack_ps_avx512_dgetrf_small;
 
+// A = P L U of any shape by one thread, left-looking, without the blocks of the blocked form: the routine of
+// this machine's code path, and those of each.
+vex_dgetrf_small vex_lapack_ps_dgetf2;
+vex_dgetrf_small vex_lapack_ps_def_dgetf2, vex_lapack_ps_mc3_dgetf2, vex_lapack_ps_avx2_dgetf2,
+    vex_lapack_ps_avx512_dgetf2;
+
 // A X = B or A' X = B for n < 9 and nrhs < 9. Arguments, and their check, as vex_lapack_dgetrs.
 vex_dgetrs_small vex_lapack_ps_dgetrs_small;
 vex_dgetrs_small vex_lapack_ps_def_dgetrs_small, vex_lapack_ps_mc3_dgetrs_small,

@@ -15,7 +15,6 @@ namespace vex::test {
 
 struct PathRoutines {
   const char* name;
-  blas::EngineFunction* engine;
   blas::DgemmFunction* gemm;
   blas::DtrsmFunction *trsm, *trsm_v1;
   blas::DtrsvFunction* trsv;

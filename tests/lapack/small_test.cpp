@@ -21,7 +21,7 @@ constexpr double safe_minimum = std::numeric_limits<double>::min();
 struct Path {
   const char* name;
   bool supported;
-  vex_dgetrf_small* factor;
+  vex_dgetrf_small *factor, *unblocked;
   vex_dgetrs_small* solve;
 };
 
@@ -38,7 +38,8 @@ class SmallSystems : public testing::TestWithParam<Path> {
 
   vex_int factor(vex::MatrixView a, vex_int* ipiv) {
     vex_int info = -77;
-    GetParam().factor(&a.rows, &a.cols, a.data, &a.ld, ipiv, &info);
+    const bool small = std::max(a.rows, a.cols) <= 16;
+    (small ? GetParam().factor : GetParam().unblocked)(&a.rows, &a.cols, a.data, &a.ld, ipiv, &info);
     return info;
   }
 
@@ -126,19 +127,21 @@ TEST_P(SmallSystems, ChooseThePivotByAScanThatOnlyAGreaterMagnitudeMoves) {
 }
 
 TEST_P(SmallSystems, KeepNonFiniteNumbersOutOfFinishedRowsAndColumns) {
-  for (vex_int n = 3; n <= 16; ++n) {
-    // The pivots stay where they are; the infinity meets only what the elimination combines it with.
-    GuardedMatrix a(n, n, n);
-    for (vex_int i = 0; i < n; ++i) a(i, i) = 4;
-    a(1, 2) = infinity;
-    a(2, 0) = 1;
-    vex_int ipiv[16];
-    EXPECT_EQ(factor(a.view(), ipiv), 0);
-    for (vex_int j = 0; j < n; ++j) {
-      for (vex_int i = 0; i < n; ++i) {
-        if (j == 2 && i >= 1) continue;  // 0 * infinity below the infinity
-        if (j > 2 && i > 2) continue;
-        EXPECT_TRUE(std::isfinite(a(i, j))) << "order " << n << ", element " << i << ", " << j;
+  for (vex_int n = 3; n <= 30; ++n) {
+    for (const vex_int column : {vex_int{2}, n - 1}) {
+      // The pivots stay where they are; the infinity meets only what the elimination combines it with.
+      GuardedMatrix a(n, n, n);
+      for (vex_int i = 0; i < n; ++i) a(i, i) = 4;
+      a(1, column) = infinity;
+      a(2, 0) = 1;
+      vex_int ipiv[30];
+      EXPECT_EQ(factor(a.view(), ipiv), 0);
+      for (vex_int j = 0; j < n; ++j) {
+        for (vex_int i = 0; i < n; ++i) {
+          if (j == column && i >= 1) continue;  // 0 * infinity below the infinity
+          if (j > column && i > column) continue;
+          EXPECT_TRUE(std::isfinite(a(i, j))) << "order " << n << ", element " << i << ", " << j;
+        }
       }
     }
   }
@@ -221,13 +224,16 @@ TEST_P(SmallSystems, SolveByReciprocalsAndSpreadAZeroPivotOnlyUpwards) {
 
 INSTANTIATE_TEST_SUITE_P(
     , SmallSystems,
-    testing::Values(Path{"def", true, vex_lapack_ps_def_dgetrf_small, vex_lapack_ps_def_dgetrs_small},
+    testing::Values(Path{"def", true, vex_lapack_ps_def_dgetrf_small, vex_lapack_ps_def_dgetf2,
+                         vex_lapack_ps_def_dgetrs_small},
                     Path{"mc3", __builtin_cpu_supports("sse4.2") != 0, vex_lapack_ps_mc3_dgetrf_small,
-                         vex_lapack_ps_mc3_dgetrs_small},
+                         vex_lapack_ps_mc3_dgetf2, vex_lapack_ps_mc3_dgetrs_small},
                     Path{"avx2", __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"),
-                         vex_lapack_ps_avx2_dgetrf_small, vex_lapack_ps_avx2_dgetrs_small},
+                         vex_lapack_ps_avx2_dgetrf_small, vex_lapack_ps_avx2_dgetf2,
+                         vex_lapack_ps_avx2_dgetrs_small},
                     Path{"avx512", __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl"),
-                         vex_lapack_ps_avx512_dgetrf_small, vex_lapack_ps_avx512_dgetrs_small}),
+                         vex_lapack_ps_avx512_dgetrf_small, vex_lapack_ps_avx512_dgetf2,
+                         vex_lapack_ps_avx512_dgetrs_small}),
     [](const auto& path) { return std::string(path.param.name); });
 
 }  // namespace
