@@ -1,7 +1,8 @@
 // The other kernels of the panel and of the solve, one thread: the triangular solve with many right-hand
 // sides (left, lower, unit) in percent of the multiply-add peak; the matrix-vector products on a panel in
-// percent of what a plain sum over the same panel streams; pivot search, swap and scale in bytes a second.
-// With --peer FILE the same calls of any shared library that exports the standard names. Figures are medians.
+// percent of what a plain sum over the same panel streams; pivot search, swap and scale in bytes a second;
+// row interchanges in million element swaps a second. With --peer FILE the same calls of any shared library
+// that exports the standard names. Figures are medians.
 #include <omp.h>
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include "bench/support/peer.h"
 #include "bench/support/samples.h"
 #include "bench/support/stopwatch.h"
+#include "lapack/laswp.h"
 
 namespace {
 
@@ -25,6 +27,7 @@ using PeerGemv = void(const char*, const int*, const int*, const double*, const 
                       const double*, const int*, const double*, double*, const int*, std::size_t);
 using PeerIdamax = std::size_t(const int*, const double*, const int*);
 using PeerSwap = void(const int*, double*, const int*, double*, const int*);
+using PeerLaswp = void(const int*, double*, const int*, const int*, const int*, const int*, const int*);
 using PeerScal = void(const int*, const double*, double*, const int*);
 
 constexpr double sample_seconds = 0.01;
@@ -80,6 +83,44 @@ std::unique_ptr<double[]> block(std::size_t count, double scale) {
 
 volatile double sink;
 
+// The interchanges of one panel in all the columns beside it, and those of all later panels in the columns of
+// one panel at a time. The smallest matrix stays in the second cache, the largest in none.
+void measure_interchanges(const Options& o, const vex::bench::Peer* peer) {
+  constexpr int panel = 96, one = 1;
+  constexpr vex_int wide_one = 1;
+  for (const int n : {200, 1000, 4000}) {
+    const auto a = block(static_cast<std::size_t>(n) * static_cast<std::size_t>(n), 1);
+    std::vector<int> pivots;
+    std::vector<vex_int> wide_pivots;
+    std::uint64_t state = 1;
+    for (int r = 0; r < n; ++r) {
+      state = state * 6364136223846793005u + 1442695040888963407u;
+      pivots.push_back(r + 1 + static_cast<int>((state >> 33) % static_cast<std::uint64_t>(n - r)));
+      wide_pivots.push_back(pivots.back());
+    }
+    for (const bool all_rows : {false, true}) {
+      const int last = all_rows ? n : panel, width = all_rows ? panel : n;
+      const vex_int wide_n = n, wide_last = last, wide_width = width;
+      std::function<void()> theirs;
+      if (peer)
+        theirs = [&, swap = peer->routine<PeerLaswp>("dlaswp_")] {
+          for (int j = 0; j + width <= n; j += width)
+            swap(&width, a.get() + static_cast<std::ptrdiff_t>(j) * n, &n, &one, &last, pivots.data(), &one);
+        };
+      char text[40];
+      std::snprintf(text, sizeof text, "%d swaps in %d x %d", last, n, width);
+      report(
+          o, text, 1e-6 * last * (n / width * width), "M/s ",
+          [&] {
+            for (int j = 0; j + width <= n; j += width)
+              vex_lapack_xdlaswp(&wide_width, a.get() + static_cast<std::ptrdiff_t>(j) * n, &wide_n,
+                                 &wide_one, &wide_last, wide_pivots.data(), &wide_one);
+          },
+          nullptr, theirs);
+    }
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -114,6 +155,8 @@ int main(int argc, char** argv) {
     std::snprintf(text, sizeof text, "solve %d x %d", m, n);
     report(o, text, static_cast<double>(m) * m * n * 1e-9, "GF  ", ours, peak, theirs);
   }
+
+  measure_interchanges(o, peer.get());
 
   const int m = 4000, n = 48, one = 1;
   const vex_int wide_m = m, wide_n = n, wide_one = 1;

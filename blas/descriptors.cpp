@@ -40,6 +40,34 @@ double* advance(double* address, vex_int bytes) {
   return address + bytes / 8;
 }
 
+// The areas start a little past a page (B) and a huge page (A), so that the first lines of the two and of a
+// page-aligned C do not fight for the same cache sets.
+void place_areas(BufferRecord* buffers, void* block) {
+  buffers->base = block;
+  auto* const start = static_cast<double*>(block);
+  switch (buffers->kind) {
+    case buffer_a_only:
+      buffers->packed_a = advance(align(start, buffers->huge_size), buffers->huge_offset);
+      break;
+    case buffer_b_only:
+      buffers->packed_b = advance(align(start, buffers->page_size), buffers->page_offset);
+      break;
+    case buffer_both:
+      buffers->packed_b = advance(align(start, buffers->page_size), buffers->page_offset);
+      buffers->packed_a = advance(align(buffers->packed_b + buffers->nc * buffers->kc, buffers->huge_size),
+                                  buffers->huge_offset);
+      break;
+    case buffer_kept_a:
+      buffers->packed_a = advance(align(start, buffers->page_size), buffers->page_offset);
+      break;
+    default:
+      buffers->packed_b = align(start, buffers->huge_size);
+      break;
+  }
+  buffers->a.base = buffers->packed_a;
+  buffers->b.base = buffers->packed_b;
+}
+
 }  // namespace
 
 extern "C" {
@@ -85,38 +113,33 @@ std::size_t vex_blas_get_size_bufs(const BufferRecord* buffers) {
       return static_cast<std::size_t>(a + b + 4204928);
     case buffer_copies:
       return static_cast<std::size_t>((b + 8960) * buffers->copies + 4194304);
+    case buffer_kept_a:
+      return static_cast<std::size_t>((a + 8960) * buffers->copies);
     default:
       return 0;
   }
 }
 
-// The areas start a little past a page (B) and a huge page (A), so that the first lines of the two and of a
-// page-aligned C do not fight for the same cache sets.
 int vex_blas_get_bufs(BufferRecord* buffers) {
   buffers->base = nullptr;
-  const std::size_t size = vex_blas_get_size_bufs(buffers);
-  if (size == 0) return 1;
-  buffers->base = vex_serv_allocate(size, 128);
-  if (!buffers->base) return 1;
-  auto* const start = static_cast<double*>(buffers->base);
-  switch (buffers->kind) {
-    case buffer_a_only:
-      buffers->packed_a = advance(align(start, buffers->huge_size), buffers->huge_offset);
-      break;
-    case buffer_b_only:
-      buffers->packed_b = advance(align(start, buffers->page_size), buffers->page_offset);
-      break;
-    case buffer_both:
-      buffers->packed_b = advance(align(start, buffers->page_size), buffers->page_offset);
-      buffers->packed_a = advance(align(buffers->packed_b + buffers->nc * buffers->kc, buffers->huge_size),
-                                  buffers->huge_offset);
-      break;
-    default:
-      buffers->packed_b = align(start, buffers->huge_size);
-      break;
-  }
-  buffers->a.base = buffers->packed_a;
-  buffers->b.base = buffers->packed_b;
+  if (buffers->kind < buffer_a_only || buffers->kind > buffer_copies) return 1;
+  void* const block = vex_serv_allocate(vex_blas_get_size_bufs(buffers), 128);
+  if (!block) return 1;
+  place_areas(buffers, block);
+  return 0;
+}
+
+int vex_blas_get_bufs_pack(BufferRecord* buffers) {
+  if (buffers->kind != buffer_copies && buffers->kind != buffer_kept_a) return vex_blas_get_bufs(buffers);
+  void* const block = vex_serv_allocate(vex_blas_get_size_bufs(buffers), 128);
+  return vex_blas_set_bufs_pack(buffers, block);
+}
+
+int vex_blas_set_bufs_pack(BufferRecord* buffers, void* block) {
+  buffers->base = nullptr;
+  if (!block || vex_blas_get_size_bufs(buffers) == 0) return 1;
+  if (buffers->kind == buffer_copies || buffers->kind == buffer_kept_a) buffers->page_size = 4096;
+  place_areas(buffers, block);
   return 0;
 }
 

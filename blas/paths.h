@@ -6,6 +6,12 @@
 
 namespace vex::blas {
 
+namespace engine {
+struct PathEngine;
+}
+// How the path fills the records of a multiply-like operation, for engine/drivers.h to run it.
+using EngineFunction = const engine::PathEngine*();
+
 using DgemmFunction = void(const char* trans_a, const char* trans_b, const vex_int* m, const vex_int* n,
                            const vex_int* k, const double* alpha, const double* a, const vex_int* lda,
                            const double* b, const vex_int* ldb, const double* beta, double* c,
@@ -35,6 +41,8 @@ using DdotFunction = double(const vex_int* n, const double* x, const vex_int* in
 
 extern "C" {
 
+vex::blas::EngineFunction vex_blas_def_engine, vex_blas_cnr_def_engine, vex_blas_mc3_engine,
+    vex_blas_avx2_engine, vex_blas_avx512_engine;
 vex::blas::DgemmFunction vex_blas_def_xdgemm, vex_blas_cnr_def_xdgemm, vex_blas_mc3_xdgemm,
     vex_blas_avx2_xdgemm, vex_blas_avx512_xdgemm;
 vex::blas::DtrsmFunction vex_blas_def_xdtrsm, vex_blas_cnr_def_xdtrsm, vex_blas_mc3_xdtrsm,

@@ -49,19 +49,17 @@ Way choose_way(vex_int m, vex_int n) {
   return Way::large;
 }
 
-ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_threads) {
-  const auto tuned = [=](Parameter parameter) {
-    return tuned_value(code_path, max_threads, parameter, m, n);
-  };
+ParallelPlan plan_parallel(const TunedValues& tuned, vex_int m, vex_int n, int code_path,
+                           vex_int max_threads) {
   ParallelPlan plan;
-  plan.nominal_width = tuned(Parameter::nb0);
-  plan.width = std::min(plan.nominal_width, tuned(Parameter::nb1));
-  plan.late_panel = std::min(tuned(Parameter::fts1), max_threads);
-  plan.early_panel = std::min(tuned(Parameter::fts0), plan.late_panel);
-  plan.late_update = std::min(tuned(Parameter::uts1), max_threads);
-  plan.early_update = std::min(tuned(Parameter::uts0), plan.late_update);
-  plan.width_switch = static_cast<double>(tuned(Parameter::nb_switch)) / 100.0;
-  plan.team_switch = static_cast<double>(tuned(Parameter::ts_switch)) / 100.0;
+  plan.nominal_width = tuned.nb0;
+  plan.width = std::min(tuned.nb0, tuned.nb1);
+  plan.late_panel = std::min(tuned.fts1, max_threads);
+  plan.early_panel = std::min(tuned.fts0, plan.late_panel);
+  plan.late_update = std::min(tuned.uts1, max_threads);
+  plan.early_update = std::min(tuned.uts0, plan.late_update);
+  plan.width_switch = static_cast<double>(tuned.nb_switch) / 100.0;
+  plan.team_switch = static_cast<double>(tuned.ts_switch) / 100.0;
   plan.thread_hint = code_path >= first_hinting_path && plan.early_panel == 1 && plan.late_panel == 1 &&
                      plan.early_update == 1 && plan.late_update == 1;
   // One team per block column right of the first panel, and the panel's own; the count is cut before the
@@ -70,6 +68,10 @@ ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_thre
   plan.threads = std::min(updates * plan.late_update + plan.late_panel, max_threads);
   if (std::min(m, n) <= plan.width) plan.threads = 1;
   return plan;
+}
+
+ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_threads) {
+  return plan_parallel(tuned_values(code_path, max_threads, m, n), m, n, code_path, max_threads);
 }
 
 namespace {

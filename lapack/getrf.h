@@ -1,6 +1,7 @@
 // The ways in which a matrix can be factored and how one is chosen.
 #pragma once
 
+#include "lapack/tuning_trees.h"
 #include "service/types.h"
 
 namespace vex::lapack {
@@ -26,6 +27,9 @@ struct ParallelPlan {
   bool thread_hint;                   // block columns are bound to threads
 };
 
+ParallelPlan plan_parallel(const TunedValues& tuned, vex_int m, vex_int n, int code_path,
+                           vex_int max_threads);
+// With the values of the tuning trees.
 ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_threads);
 
 // How many threads factor a tall matrix as one panel when `threads` may, 0 when it is not tall enough for a

@@ -1,5 +1,6 @@
-// Forming teams. One lock serialises the search; an idle group's leader that cannot get it looks at its own
-// state again, since whoever holds the lock may be giving it a task.
+// Forming teams. A search waits for nothing; the blocking call around it adds the lock that serialises
+// searches. An idle group's leader that cannot get the lock looks at its own state again, since whoever holds
+// it may be giving it a task.
 #include "lapack/thread_team.h"
 
 #include <cstddef>
@@ -21,9 +22,9 @@ class Search {
  public:
   Search(ThreadTeamContext& ctx, void* tasks) : ctx_(ctx), tasks_(tasks) {}
 
-  // Gathers idle groups from `start` on until a task takes the threads; gives back what is left over. True
-  // when a team was formed.
-  bool run(vex_int start) {
+  // Gathers idle groups from `start` on until a task takes the threads; gives back what is left over. The
+  // first group of the team, or -1.
+  vex_int run(vex_int start) {
     for (vex_int step = 0; step < ctx_.groups; ++step) {
       const vex_int g = (start + step) % ctx_.groups;
       // Pairs with the release of the leader that declared the group idle.
@@ -35,11 +36,11 @@ class Search {
       record_ = ctx_.get_task(tasks_, first_ * ctx_.group_size, first_, &threads, record_);
       if (record_) {
         hand_out(start, threads / ctx_.group_size);
-        return true;
+        return first_;
       }
     }
     hand_out(start, 0);
-    return false;
+    return -1;
   }
 
  private:
@@ -75,8 +76,7 @@ void note_event(ThreadTeamContext& ctx) {
 }
 
 void wait_for_task(ThreadTeamContext& ctx, ThreadGroup& own, void* tasks) {
-  own.state.store(GroupState::idle, std::memory_order_release);
-  note_event(ctx);
+  declare_idle(ctx, own);
   std::int64_t searched_at = -1;
   service::SpinWait wait;
   for (; own.state.load(std::memory_order_acquire) != GroupState::assigned; wait.once()) {
@@ -84,16 +84,29 @@ void wait_for_task(ThreadTeamContext& ctx, ThreadGroup& own, void* tasks) {
     const std::int64_t events = std::atomic_ref(ctx.events).load(std::memory_order_acquire);
     if (events == searched_at || !vex_serv_trylock(&ctx.lock)) continue;
     if (own.state.load(std::memory_order_relaxed) == GroupState::idle) {
-      const vex_int start = ctx.hint ? ctx.hint(tasks) / ctx.group_size % ctx.groups : 0;
       searched_at = events;
-      // The team is not always the searcher's, and behind the task that it took there may be another.
-      if (Search(ctx, tasks).run(start)) note_event(ctx);
+      try_form_team(ctx, tasks);
     }
     vex_serv_unlock(&ctx.lock);
   }
 }
 
 }  // namespace
+
+void declare_idle(ThreadTeamContext& ctx, ThreadGroup& group) {
+  // Pairs with the acquire in the search: who finds the group idle sees its last task finished.
+  group.state.store(GroupState::idle, std::memory_order_release);
+  note_event(ctx);
+}
+
+vex_int try_form_team(ThreadTeamContext& ctx, void* tasks) {
+  const vex_int start = ctx.hint ? ctx.hint(tasks) / ctx.group_size % ctx.groups : 0;
+  const vex_int first = Search(ctx, tasks).run(start);
+  // The team is not always the searcher's, and behind the task that it took there may be another.
+  if (first >= 0) note_event(ctx);
+  return first;
+}
+
 }  // namespace vex::lapack
 
 using namespace vex::lapack;

@@ -53,6 +53,15 @@ struct ThreadTeamContext {
   std::int64_t events;
 };
 
+// The two steps that vex_lapack_thread_team_ctxt_get_task is made of. They block nobody, so that a simulation
+// forms the same teams without threads.
+
+// A group's leader has come for a task.
+void declare_idle(ThreadTeamContext& ctx, ThreadGroup& group);
+// One search among the idle groups. Forms at most one team and returns its first group; -1 when the idle
+// threads suit no task. Callers hold the context's lock where others may call too.
+vex_int try_form_team(ThreadTeamContext& ctx, void* tasks);
+
 }  // namespace vex::lapack
 
 extern "C" {

@@ -2,7 +2,7 @@
 #include "lapack/tuning_trees.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <iterator>
 
 #include "service/cpu_dispatch.h"
 #include "service/thread_count.h"
@@ -53,6 +53,13 @@ vex_int tuned_value(int code_path, vex_int threads, Parameter parameter, vex_int
       std::begin(entry.parameters), end, [=](const ParameterEntry& e) { return e.parameter == parameter; });
   if (found == end) found = std::begin(entry.parameters);
   return found->tree(m, n);
+}
+
+TunedValues tuned_values(int code_path, vex_int threads, vex_int m, vex_int n) {
+  const auto tuned = [=](Parameter parameter) { return tuned_value(code_path, threads, parameter, m, n); };
+  return {tuned(Parameter::fts0), tuned(Parameter::fts1),      tuned(Parameter::nb0),
+          tuned(Parameter::nb1),  tuned(Parameter::nb_switch), tuned(Parameter::ts_switch),
+          tuned(Parameter::uts0), tuned(Parameter::uts1)};
 }
 
 }  // namespace vex::lapack

@@ -2,9 +2,6 @@
 // each a piecewise-constant function of the matrix shape (m, n).
 #pragma once
 
-#include <iterator>
-#include <limits>
-
 #include "service/types.h"
 
 namespace vex::lapack {
@@ -22,40 +19,18 @@ enum class Parameter : int {
 };
 inline constexpr int parameter_count = 8;
 
-// The last limit of an axis that goes on for ever.
-inline constexpr vex_int rest = std::numeric_limits<vex_int>::max();
-
-// A piecewise-constant function of (m, n), drawn as a table: the first row holds the limits of the bands of
-// n, the first column those of the bands of m (the corner is unused), the rest the values. A band reaches
-// from above the limit before it up to and with its own limit; the last limit of either axis is `rest`.
-class Tree {
- public:
-  template <int rows, int columns>
-  constexpr explicit Tree(const vex_int (&table)[rows][columns]) : cells_(table[0]), columns_(columns) {
-    // Trees are compile-time constants, so a malformed table does not compile.
-    bool sound = table[0][columns - 1] == rest && table[rows - 1][0] == rest;
-    for (int i = 2; i < rows; ++i) sound = sound && table[i - 1][0] < table[i][0];
-    for (int j = 2; j < columns; ++j) sound = sound && table[0][j - 1] < table[0][j];
-    if (!sound) __builtin_trap();
-  }
-
-  constexpr vex_int operator()(vex_int m, vex_int n) const {
-    const vex_int* row = cells_ + columns_;
-    while (m > *row) row += columns_;
-    int column = 1;
-    while (n > cells_[column]) ++column;
-    return row[column];
-  }
-
- private:
-  const vex_int* cells_;
-  int columns_;
+// The eight values for one shape.
+struct TunedValues {
+  vex_int fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1;
 };
+
+// A tree: a piecewise-constant function of the shape.
+using TreeFunction = vex_int(vex_int m, vex_int n);
 
 // The eight trees of one thread count. The entry that serves an unknown parameter is the first.
 struct ParameterEntry {
   Parameter parameter;
-  Tree tree;
+  TreeFunction* tree;
 };
 
 struct ThreadCountEntry {
@@ -73,6 +48,7 @@ struct CodePathEntry {
 // The value of `parameter` for an m x n matrix: from the trees of the nearest code path and the nearest
 // thread count there; of two equally near ones the one listed first.
 vex_int tuned_value(int code_path, vex_int threads, Parameter parameter, vex_int m, vex_int n);
+TunedValues tuned_values(int code_path, vex_int threads, vex_int m, vex_int n);
 
 // The tables themselves, one file per code path under tuning/.
 extern const CodePathEntry getrf_avx, getrf_avx2, getrf_avx512, getrf_avx512_hcx;

@@ -1,13 +1,20 @@
 // The sequential routines of this path: the shared engine, instantiated for its vectors and block sizes.
 #include "blas/cnr_def/path.h"
 #include "blas/engine/matrix_vector.h"
+#include "blas/engine/plain_path.h"
 #include "blas/engine/solve.h"
 #include "blas/paths.h"
 
 using vex::blas::cnr_def::Path;
 namespace engine = vex::blas::engine;
 
+const engine::PathEngine Path::operations = engine::PlainPath<Path>::operations;
+
 extern "C" {
+
+const engine::PathEngine* vex_blas_cnr_def_engine() {
+  return &Path::operations;
+}
 
 // Multiply and solve.
 

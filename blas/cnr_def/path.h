@@ -3,9 +3,12 @@
 
 #include "blas/cnr_def/constants.h"
 #include "blas/cnr_def/simd.h"
+#include "blas/engine/kernel_table.h"
 
 namespace vex::blas::cnr_def {
 
-struct Path : Simd, Constants {};
+struct Path : Simd, Constants {
+  static const engine::PathEngine operations;
+};
 
 }  // namespace vex::blas::cnr_def

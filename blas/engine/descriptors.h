@@ -74,7 +74,30 @@ struct PackedDescriptor {
   double* (*locate)(vex_int k, vex_int p, const PackedDescriptor* packed);
 };
 
-enum BufferKind : int { buffer_a_only = 1, buffer_b_only = 2, buffer_both = 3, buffer_copies = 4 };
+// Bounds over all paths, for panels on the stack. Kernels may read that many values past a panel of B.
+inline constexpr vex_int largest_mr = 24, largest_nr = 8, deepest_slice = 384, panel_slack = 16;
+
+enum BufferKind : int {
+  buffer_a_only = 1,
+  buffer_b_only = 2,
+  buffer_both = 3,
+  buffer_copies = 4,
+  buffer_kept_a = 5
+};
+
+struct BufferRecord;
+using GetBuffers = int(BufferRecord* buffers);  // 0, or 1 when the scratch memory was not obtained
+using SizeOfBuffers = std::size_t(const BufferRecord* buffers);  // bytes
+using FreeBuffers = void(BufferRecord* buffers);
+using SetBuffers = int(BufferRecord* buffers, void* block);  // places the areas in a block of the caller's
+
+struct BufferFunctions {
+  GetBuffers* get;
+  SizeOfBuffers* size;
+  FreeBuffers* free;
+  GetBuffers* get_pack;
+  SetBuffers* set_pack;
+};
 
 struct BufferRecord {
   int kind;
@@ -84,9 +107,7 @@ struct BufferRecord {
   PackedDescriptor a, b;
   vex_int page_offset, page_size, huge_offset, huge_size;  // bytes
   vex_int copies;
-  int (*get)(BufferRecord*);  // 0, or 1 when the scratch memory was not obtained
-  std::size_t (*size)(const BufferRecord*);
-  void (*free)(BufferRecord*);
+  BufferFunctions functions;
 };
 
 [[gnu::always_inline]] constexpr vex_int smaller(vex_int a, vex_int b) {
@@ -119,8 +140,12 @@ double* getPointer_notrans(vex_int i, vex_int j, const vex::blas::engine::Matrix
 double* getPointer_trans(vex_int i, vex_int j, const vex::blas::engine::MatrixDescriptor* matrix);
 double* getPointer_buffer(vex_int k, vex_int p, const vex::blas::engine::PackedDescriptor* packed);
 
-// Room and placement of the packed areas; see descriptors.cpp for the layout.
-int vex_blas_get_bufs(vex::blas::engine::BufferRecord* buffers);
-std::size_t vex_blas_get_size_bufs(const vex::blas::engine::BufferRecord* buffers);
-void vex_blas_free_bufs(vex::blas::engine::BufferRecord* buffers);
+// Room and placement of the packed areas; see descriptors.cpp for the layout. get answers 1 when the kind is
+// none of 1 to 4 or there is no memory. The pack forms serve packed operands that outlive a call (kinds 4 and
+// 5; other kinds as get): get_pack allocates, set_pack uses a block of vex_blas_get_size_bufs bytes that the
+// caller owns, which free must not see.
+vex::blas::engine::GetBuffers vex_blas_get_bufs, vex_blas_get_bufs_pack;
+vex::blas::engine::SizeOfBuffers vex_blas_get_size_bufs;
+vex::blas::engine::FreeBuffers vex_blas_free_bufs;
+vex::blas::engine::SetBuffers vex_blas_set_bufs_pack;
 }

@@ -70,56 +70,19 @@ template <typename P, int W>
 
 // A whole block: `extent` rows (or columns) by k, panel stride in elements.
 template <typename P, int W>
-void copy_down(vex_int extent, vex_int k, const double* source, vex_int ld, const double* scale,
-               double* packed, vex_int panel_stride) {
+[[gnu::always_inline]] inline void copy_down(vex_int k, vex_int extent, const double* source, vex_int ld,
+                                             const double* scale, double* packed, vex_int panel_stride) {
   const typename P::Vector factor = P::splat(*scale);
   for (vex_int i = 0; i < extent; i += W, packed += panel_stride)
     copy_panel_down<P, W>(smaller(W, extent - i), k, source + i, ld, factor, packed);
 }
 
 template <typename P, int W>
-void copy_right(vex_int extent, vex_int k, const double* source, vex_int ld, const double* scale,
-                double* packed, vex_int panel_stride) {
+[[gnu::always_inline]] inline void copy_right(vex_int k, vex_int extent, const double* source, vex_int ld,
+                                              const double* scale, double* packed, vex_int panel_stride) {
   const typename P::Vector factor = P::splat(*scale);
   for (vex_int i = 0; i < extent; i += W, packed += panel_stride)
     copy_panel_right<P, W>(smaller(W, extent - i), k, source + i * ld, ld, factor, packed);
-}
-
-// The four copy routines of a kernel table. The source descriptor is narrowed to the rectangle to pack: for A
-// rows x columns = extent x k, for B k x extent.
-using CopyRoutine = void (*)(const MatrixDescriptor* source, const PackedDescriptor* packed, double* target,
-                             const double* scale);
-
-template <typename P>
-void copy_a_plain(const MatrixDescriptor* s, const PackedDescriptor* packed, double* target,
-                  const double* scale) {
-  copy_down<P, static_cast<int>(P::blocks.mr)>(s->rows, s->columns,
-                                               s->locate(s->row_offset, s->column_offset, s), s->ld, scale,
-                                               target, packed->panel_size);
-}
-
-template <typename P>
-void copy_a_transposed(const MatrixDescriptor* s, const PackedDescriptor* packed, double* target,
-                       const double* scale) {
-  copy_right<P, static_cast<int>(P::blocks.mr)>(s->rows, s->columns,
-                                                s->locate(s->row_offset, s->column_offset, s), s->ld, scale,
-                                                target, packed->panel_size);
-}
-
-template <typename P>
-void copy_b_plain(const MatrixDescriptor* s, const PackedDescriptor* packed, double* target,
-                  const double* scale) {
-  copy_right<P, static_cast<int>(P::blocks.nr)>(s->columns, s->rows,
-                                                s->locate(s->row_offset, s->column_offset, s), s->ld, scale,
-                                                target, packed->panel_size);
-}
-
-template <typename P>
-void copy_b_transposed(const MatrixDescriptor* s, const PackedDescriptor* packed, double* target,
-                       const double* scale) {
-  copy_down<P, static_cast<int>(P::blocks.nr)>(s->columns, s->rows,
-                                               s->locate(s->row_offset, s->column_offset, s), s->ld, scale,
-                                               target, packed->panel_size);
 }
 
 }  // namespace vex::blas::engine

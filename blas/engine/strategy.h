@@ -72,9 +72,8 @@ template <typename P>
               1664,
               2097152,
               1,
-              vex_blas_get_bufs,
-              vex_blas_get_size_bufs,
-              vex_blas_free_bufs};
+              {vex_blas_get_bufs, vex_blas_get_size_bufs, vex_blas_free_bufs, vex_blas_get_bufs_pack,
+               vex_blas_set_bufs_pack}};
 }
 
 // Block sizes of a multiply of m x n by depth k.

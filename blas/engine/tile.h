@@ -3,7 +3,7 @@
 // k that starts from zero, and then one addition to C (or one store, when C is not to be read).
 #pragma once
 
-#include "blas/engine/descriptors.h"
+#include "blas/engine/kernel_table.h"
 
 namespace vex::blas::engine {
 
@@ -135,8 +135,11 @@ void edge_tile(vex_int rows, vex_int columns, vex_int k, const double* a, const 
 // C, where the processor's own prefetching and its address translation find neighbours. Each tile also brings
 // in a piece of the next chunk, which then does not wait for the third cache.
 template <typename P, bool store_only>
-void multiply_block(vex_int m, vex_int n, vex_int k, const double* a, vex_int a_panel, const double* b,
-                    vex_int b_panel, double* c, vex_int ldc) {
+[[gnu::always_inline]] inline void multiply_block(const BlockProduct& block) {
+  const vex_int m = block.rows, n = block.columns, k = block.depth, ldc = block.ldc;
+  const vex_int a_panel = block.a_panel, b_panel = block.b_panel;
+  const double *a = block.a, *const b = block.b;
+  double* const c = block.c;
   constexpr vex_int mr = P::blocks.mr, nr = P::blocks.nr, line = 8;
   const vex_int chunk = larger(1, P::chunk_elements / (mr * k));  // panels of A
   const vex_int tiles = (n + nr - 1) / nr, ahead_step = smaller(line, (4 * mr + tiles - 1) / tiles);
@@ -152,7 +155,7 @@ void multiply_block(vex_int m, vex_int n, vex_int k, const double* a, vex_int a_
         if (rows == mr && columns == nr)
           full_tile<P, store_only>(k, a_at, b_at, tile, ldc, ahead, ahead_step);
         else
-          edge_tile<P, store_only>(rows, columns, k, a_at, b_at, tile, ldc);
+          block.edge(store_only, rows, columns, k, a_at, b_at, tile, ldc);
       }
     }
   }

@@ -1,5 +1,6 @@
 // The sequential routines of this path: the shared engine, instantiated for its vectors and block sizes.
 #include "blas/engine/matrix_vector.h"
+#include "blas/engine/plain_path.h"
 #include "blas/engine/solve.h"
 #include "blas/mc3/path.h"
 #include "blas/paths.h"
@@ -7,7 +8,13 @@
 using vex::blas::mc3::Path;
 namespace engine = vex::blas::engine;
 
+const engine::PathEngine Path::operations = engine::PlainPath<Path>::operations;
+
 extern "C" {
+
+const engine::PathEngine* vex_blas_mc3_engine() {
+  return &Path::operations;
+}
 
 // Multiply and solve.
 

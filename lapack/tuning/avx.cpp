@@ -1,207 +1,75 @@
-// LU tuning tables of the paths below 256-bit multiply-add.
-// First guesses by shape, not measured yet: wider panels for larger matrices, teams that divide the thread
-// count.
-#include "lapack/tuning_trees.h"
+// LU tuning tables of the 128-bit and the first 256-bit path.
+// First guesses by shape, not measured yet.
+#include <iterator>
+
+#include "lapack/tuning/leaves.h"
 
 namespace vex::lapack {
 namespace {
 
 // clang-format off
-
-// ---- 2 threads
-constexpr vex_int idt_fn_getrf_avx_2_d_fts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx_2_d_fts1[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx_2_d_nb0[][7] = {
-    {    0, 350, 900, 2500, 6000, 13500, rest},
-    {  350,  24,  24,   24,   24,    24,   24},
-    {  900,  24,  32,   32,   32,    32,   32},
-    { 2500,  24,  32,   48,   48,    48,   48},
-    { 6000,  24,  32,   48,   64,    64,   64},
-    {13500,  24,  32,   48,   64,    96,   96},
-    { rest,  24,  32,   48,   64,    96,  128},
-};
-constexpr auto& idt_fn_getrf_avx_2_d_nb1 = idt_fn_getrf_avx_2_d_nb0;
-constexpr vex_int idt_fn_getrf_avx_2_d_nb_switch[][2] = {{0, rest}, {rest, 0}};
-constexpr vex_int idt_fn_getrf_avx_2_d_ts_switch[][2] = {{0, rest}, {rest, 50}};
-constexpr vex_int idt_fn_getrf_avx_2_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx_2_d_uts1[][2] = {{0, rest}, {rest, 1}};
-
-// ---- 4 threads
-constexpr vex_int idt_fn_getrf_avx_4_d_fts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx_4_d_fts1[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx_4_d_nb0[][7] = {
-    {    0, 350, 900, 2500, 6000, 13500, rest},
-    {  350,  24,  24,   24,   24,    24,   24},
-    {  900,  24,  32,   32,   32,    32,   32},
-    { 2500,  24,  32,   48,   48,    48,   48},
-    { 6000,  24,  32,   48,   64,    64,   64},
-    {13500,  24,  32,   48,   64,    96,   96},
-    { rest,  24,  32,   48,   64,    96,  128},
-};
-constexpr auto& idt_fn_getrf_avx_4_d_nb1 = idt_fn_getrf_avx_4_d_nb0;
-constexpr vex_int idt_fn_getrf_avx_4_d_nb_switch[][2] = {{0, rest}, {rest, 0}};
-constexpr vex_int idt_fn_getrf_avx_4_d_ts_switch[][2] = {{0, rest}, {rest, 50}};
-constexpr vex_int idt_fn_getrf_avx_4_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx_4_d_uts1[][2] = {{0, rest}, {rest, 1}};
-
-// ---- 8 threads
-constexpr vex_int idt_fn_getrf_avx_8_d_fts0[][3] = {
-    {   0, 4000, rest},
-    {4000,    1,    1},
-    {rest,    1,    2},
-};
-constexpr auto& idt_fn_getrf_avx_8_d_fts1 = idt_fn_getrf_avx_8_d_fts0;
-constexpr vex_int idt_fn_getrf_avx_8_d_nb0[][6] = {
-    {   0, 650, 1500, 4000, 8500, rest},
-    { 650,  24,   24,   24,   24,   24},
-    {1500,  24,   32,   32,   32,   32},
-    {4000,  24,   32,   48,   48,   48},
-    {8500,  24,   32,   48,   64,   64},
-    {rest,  24,   32,   48,   64,   96},
-};
-constexpr auto& idt_fn_getrf_avx_8_d_nb1 = idt_fn_getrf_avx_8_d_nb0;
-constexpr vex_int idt_fn_getrf_avx_8_d_nb_switch[][2] = {{0, rest}, {rest, 0}};
-constexpr vex_int idt_fn_getrf_avx_8_d_ts_switch[][2] = {{0, rest}, {rest, 50}};
-constexpr vex_int idt_fn_getrf_avx_8_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr auto& idt_fn_getrf_avx_8_d_uts1 = idt_fn_getrf_avx_8_d_fts0;
-
-// ---- 12 threads
-constexpr vex_int idt_fn_getrf_avx_12_d_fts0[][4] = {
-    {   0, 1500, 2500, rest},
-    {1500,    1,    1,    1},
-    {2500,    1,    2,    2},
-    {rest,    1,    2,    4},
-};
-constexpr vex_int idt_fn_getrf_avx_12_d_fts1[][3] = {
-    {   0, 1500, rest},
-    {1500,    1,    1},
-    {rest,    1,    4},
-};
-constexpr vex_int idt_fn_getrf_avx_12_d_nb0[][6] = {
-    {   0, 650, 1500, 4000, 8500, rest},
-    { 650,  24,   24,   24,   24,   24},
-    {1500,  24,   32,   32,   32,   32},
-    {4000,  24,   32,   64,   64,   64},
-    {8500,  24,   32,   64,  128,  128},
-    {rest,  24,   32,   64,  128,  192},
-};
-constexpr vex_int idt_fn_getrf_avx_12_d_nb1[][5] = {
-    {   0, 650, 1500, 6000, rest},
-    { 650,  24,   24,   24,   24},
-    {1500,  24,   32,   32,   32},
-    {6000,  24,   32,   48,   48},
-    {rest,  24,   32,   48,   96},
-};
-constexpr vex_int idt_fn_getrf_avx_12_d_nb_switch[][4] = {
-    {   0, 2500, 8500, rest},
-    {2500,    0,    0,    0},
-    {8500,    0,   30,   30},
-    {rest,    0,   30,   60},
-};
-constexpr vex_int idt_fn_getrf_avx_12_d_ts_switch[][2] = {{0, rest}, {rest, 60}};
-constexpr vex_int idt_fn_getrf_avx_12_d_uts0[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    2},
-};
-constexpr vex_int idt_fn_getrf_avx_12_d_uts1[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    4},
+constexpr OrderBand getrf_avx_2[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  350,    1,    1,  24,  24,         0,        50,    1,    1},
+    {  900,    1,    1,  32,  32,         0,        50,    1,    1},
+    { 2500,    1,    1,  48,  48,         0,        50,    1,    1},
+    { 6000,    1,    1,  64,  64,         0,        50,    1,    1},
+    {13500,    1,    1,  96,  96,         0,        50,    1,    1},
+    { rest,    1,    1, 128, 128,         0,        50,    1,    1},
 };
 
-// ---- 24 threads
-constexpr vex_int idt_fn_getrf_avx_24_d_fts0[][4] = {
-    {   0, 1500, 2500, rest},
-    {1500,    1,    1,    1},
-    {2500,    1,    4,    4},
-    {rest,    1,    4,    8},
+constexpr OrderBand getrf_avx_4[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  350,    1,    1,  24,  24,         0,        50,    1,    1},
+    {  900,    1,    1,  32,  32,         0,        50,    1,    1},
+    { 2500,    1,    1,  48,  48,         0,        50,    1,    1},
+    { 6000,    1,    1,  64,  64,         0,        50,    1,    1},
+    {13500,    1,    1,  96,  96,         0,        50,    1,    1},
+    { rest,    1,    1, 128, 128,         0,        50,    1,    1},
 };
-constexpr vex_int idt_fn_getrf_avx_24_d_fts1[][3] = {
-    {   0, 1500, rest},
-    {1500,    1,    1},
-    {rest,    1,    8},
+
+constexpr OrderBand getrf_avx_8[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  650,    1,    1,  24,  24,         0,        50,    1,    1},
+    { 1500,    1,    1,  32,  32,         0,        50,    1,    1},
+    { 4000,    1,    1,  48,  48,         0,        50,    1,    1},
+    { 8500,    2,    2,  64,  64,         0,        50,    1,    2},
+    { rest,    2,    2,  96,  96,         0,        50,    1,    2},
 };
-constexpr vex_int idt_fn_getrf_avx_24_d_nb0[][6] = {
-    {   0, 650, 1500, 4000, 8500, rest},
-    { 650,  24,   24,   24,   24,   24},
-    {1500,  24,   32,   32,   32,   32},
-    {4000,  24,   32,   64,   64,   64},
-    {8500,  24,   32,   64,  128,  128},
-    {rest,  24,   32,   64,  128,  192},
+
+constexpr OrderBand getrf_avx_12[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  650,    1,    1,  24,  24,         0,        60,    1,    1},
+    { 1500,    1,    1,  32,  32,         0,        60,    1,    1},
+    { 2500,    2,    4,  64,  48,         0,        60,    1,    1},
+    { 4000,    4,    4,  64,  48,        30,        60,    2,    4},
+    { 6000,    4,    4, 128,  48,        30,        60,    2,    4},
+    { 8500,    4,    4, 128,  96,        30,        60,    2,    4},
+    { rest,    4,    4, 192,  96,        60,        60,    2,    4},
 };
-constexpr vex_int idt_fn_getrf_avx_24_d_nb1[][5] = {
-    {   0, 650, 1500, 6000, rest},
-    { 650,  24,   24,   24,   24},
-    {1500,  24,   32,   32,   32},
-    {6000,  24,   32,   48,   48},
-    {rest,  24,   32,   48,   96},
+
+constexpr OrderBand getrf_avx_24[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  650,    1,    1,  24,  24,         0,        60,    1,    1},
+    { 1500,    1,    1,  32,  32,         0,        60,    1,    1},
+    { 2500,    4,    8,  64,  48,         0,        60,    1,    1},
+    { 4000,    8,    8,  64,  48,        30,        60,    4,    8},
+    { 6000,    8,    8, 128,  48,        30,        60,    4,    8},
+    { 8500,    8,    8, 128,  96,        30,        60,    4,    8},
+    { rest,    8,    8, 192,  96,        60,        60,    4,    8},
 };
-constexpr vex_int idt_fn_getrf_avx_24_d_nb_switch[][4] = {
-    {   0, 2500, 8500, rest},
-    {2500,    0,    0,    0},
-    {8500,    0,   30,   30},
-    {rest,    0,   30,   60},
-};
-constexpr vex_int idt_fn_getrf_avx_24_d_ts_switch[][2] = {{0, rest}, {rest, 60}};
-constexpr vex_int idt_fn_getrf_avx_24_d_uts0[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    4},
-};
-constexpr vex_int idt_fn_getrf_avx_24_d_uts1[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    8},
-};
+
 // clang-format on
 
+VEX_GETRF_LEAVES(avx, 2)
+VEX_GETRF_LEAVES(avx, 4)
+VEX_GETRF_LEAVES(avx, 8)
+VEX_GETRF_LEAVES(avx, 12)
+VEX_GETRF_LEAVES(avx, 24)
+
 constexpr ThreadCountEntry thread_counts[] = {
-    {2,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx_2_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx_2_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx_2_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx_2_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx_2_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx_2_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx_2_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx_2_d_uts1)}}},
-    {4,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx_4_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx_4_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx_4_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx_4_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx_4_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx_4_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx_4_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx_4_d_uts1)}}},
-    {8,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx_8_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx_8_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx_8_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx_8_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx_8_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx_8_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx_8_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx_8_d_uts1)}}},
-    {12,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx_12_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx_12_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx_12_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx_12_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx_12_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx_12_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx_12_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx_12_d_uts1)}}},
-    {24,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx_24_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx_24_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx_24_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx_24_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx_24_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx_24_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx_24_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx_24_d_uts1)}}},
+    VEX_GETRF_ENTRY(avx, 2),  VEX_GETRF_ENTRY(avx, 4),  VEX_GETRF_ENTRY(avx, 8),
+    VEX_GETRF_ENTRY(avx, 12), VEX_GETRF_ENTRY(avx, 24),
 };
 
 }  // namespace

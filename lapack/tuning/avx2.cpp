@@ -1,205 +1,82 @@
 // LU tuning tables of the 256-bit path.
-// First guesses by shape, not measured yet: wider panels for larger matrices, teams that divide the thread
-// count.
-#include "lapack/tuning_trees.h"
+// First guesses by shape, not measured yet.
+#include <iterator>
+
+#include "lapack/tuning/leaves.h"
 
 namespace vex::lapack {
 namespace {
 
 // clang-format off
+// Measured with bench/lu_phases_bench on two cores of an AMD EPYC (Zen 4), orders 200 to 8000. Teams of two lost
+// for any part of the panels (n = 500: 25 GFlops with them in the last half, 33 in the last fifth, 47 without).
+// The late team of two updates never forms, since no panel is late. It stands here because teams that are all
+// of size 1 bind block columns to threads, which left a tenth of the threads' time idle up to n = 1000.
+constexpr OrderBand getrf_avx2_2[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  350,    1,    1,  40,  40,         0,       100,    1,    2},
+    {  900,    1,    1,  64,  64,         0,       100,    1,    2},
+    { 1500,    1,    1,  64,  64,         0,       100,    1,    2},
+    { 2500,    1,    1, 128, 128,         0,       100,    1,    2},
+    { 8500,    1,    1, 144, 144,         0,       100,    1,    2},
+    {13500,    1,    1, 192, 192,         0,       100,    1,    2},
+    { rest,    1,    1, 224, 224,         0,       100,    1,    2},
+};
 
-// ---- 2 threads
-constexpr vex_int idt_fn_getrf_avx2_2_d_fts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx2_2_d_fts1[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx2_2_d_nb0[][8] = {
-    {    0, 350, 900, 1500, 2500, 6000, 13500, rest},
-    {  350,  24,  24,   24,   24,   24,    24,   24},
-    {  900,  24,  32,   32,   32,   32,    32,   32},
-    { 1500,  24,  32,   48,   48,   48,    48,   48},
-    { 2500,  24,  32,   48,   64,   64,    64,   64},
-    { 6000,  24,  32,   48,   64,   96,    96,   96},
-    {13500,  24,  32,   48,   64,   96,   144,  144},
-    { rest,  24,  32,   48,   64,   96,   144,  192},
+constexpr OrderBand getrf_avx2_4[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  350,    1,    1,  24,  24,         0,        50,    1,    1},
+    {  900,    1,    1,  32,  32,         0,        50,    1,    1},
+    { 2500,    1,    1,  48,  48,         0,        50,    1,    1},
+    { 4000,    1,    1,  64,  64,         0,        50,    1,    1},
+    { 8500,    1,    1,  96,  96,         0,        50,    1,    1},
+    { rest,    1,    1, 144, 144,         0,        50,    1,    1},
 };
-constexpr auto& idt_fn_getrf_avx2_2_d_nb1 = idt_fn_getrf_avx2_2_d_nb0;
-constexpr vex_int idt_fn_getrf_avx2_2_d_nb_switch[][2] = {{0, rest}, {rest, 0}};
-constexpr vex_int idt_fn_getrf_avx2_2_d_ts_switch[][2] = {{0, rest}, {rest, 50}};
-constexpr vex_int idt_fn_getrf_avx2_2_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx2_2_d_uts1[][2] = {{0, rest}, {rest, 1}};
 
-// ---- 4 threads
-constexpr vex_int idt_fn_getrf_avx2_4_d_fts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx2_4_d_fts1[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx2_4_d_nb0[][7] = {
-    {   0, 350, 900, 2500, 4000, 8500, rest},
-    { 350,  24,  24,   24,   24,   24,   24},
-    { 900,  24,  32,   32,   32,   32,   32},
-    {2500,  24,  32,   48,   48,   48,   48},
-    {4000,  24,  32,   48,   64,   64,   64},
-    {8500,  24,  32,   48,   64,   96,   96},
-    {rest,  24,  32,   48,   64,   96,  144},
+constexpr OrderBand getrf_avx2_8[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  650,    1,    1,  24,  24,         0,        50,    1,    1},
+    { 1500,    1,    1,  32,  32,         0,        50,    1,    1},
+    { 4000,    1,    1,  48,  48,         0,        50,    1,    1},
+    { 8500,    2,    2,  96,  96,         0,        50,    1,    2},
+    { rest,    2,    2, 128, 128,         0,        50,    1,    2},
 };
-constexpr auto& idt_fn_getrf_avx2_4_d_nb1 = idt_fn_getrf_avx2_4_d_nb0;
-constexpr vex_int idt_fn_getrf_avx2_4_d_nb_switch[][2] = {{0, rest}, {rest, 0}};
-constexpr vex_int idt_fn_getrf_avx2_4_d_ts_switch[][2] = {{0, rest}, {rest, 50}};
-constexpr vex_int idt_fn_getrf_avx2_4_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx2_4_d_uts1[][2] = {{0, rest}, {rest, 1}};
 
-// ---- 8 threads
-constexpr vex_int idt_fn_getrf_avx2_8_d_fts0[][3] = {
-    {   0, 4000, rest},
-    {4000,    1,    1},
-    {rest,    1,    2},
+constexpr OrderBand getrf_avx2_22[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  650,    1,    1,  24,  24,         0,        60,    1,    1},
+    { 1500,    1,    1,  32,  32,         0,        60,    1,    1},
+    { 2500,    1,    2,  48,  48,         0,        60,    1,    1},
+    { 4000,    2,    2,  96,  48,        30,        60,    1,    2},
+    { 6000,    2,    2, 160,  48,        30,        60,    1,    2},
+    { 8500,    2,    2, 160,  96,        30,        60,    1,    2},
+    {13500,    2,    2, 256,  96,        60,        60,    1,    2},
+    { rest,    2,    2, 320, 128,        60,        60,    1,    2},
 };
-constexpr auto& idt_fn_getrf_avx2_8_d_fts1 = idt_fn_getrf_avx2_8_d_fts0;
-constexpr vex_int idt_fn_getrf_avx2_8_d_nb0[][6] = {
-    {   0, 650, 1500, 4000, 8500, rest},
-    { 650,  24,   24,   24,   24,   24},
-    {1500,  24,   32,   32,   32,   32},
-    {4000,  24,   32,   48,   48,   48},
-    {8500,  24,   32,   48,   96,   96},
-    {rest,  24,   32,   48,   96,  128},
-};
-constexpr auto& idt_fn_getrf_avx2_8_d_nb1 = idt_fn_getrf_avx2_8_d_nb0;
-constexpr vex_int idt_fn_getrf_avx2_8_d_nb_switch[][2] = {{0, rest}, {rest, 0}};
-constexpr vex_int idt_fn_getrf_avx2_8_d_ts_switch[][2] = {{0, rest}, {rest, 50}};
-constexpr vex_int idt_fn_getrf_avx2_8_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr auto& idt_fn_getrf_avx2_8_d_uts1 = idt_fn_getrf_avx2_8_d_fts0;
 
-// ---- 22 threads
-constexpr vex_int idt_fn_getrf_avx2_22_d_fts0[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    2},
+constexpr OrderBand getrf_avx2_44[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  650,    1,    1,  24,  24,         0,        60,    1,    1},
+    { 1500,    1,    1,  32,  32,         0,        60,    1,    1},
+    { 2500,    2,    4,  48,  48,         0,        60,    1,    1},
+    { 4000,    4,    4,  96,  48,        30,        60,    2,    4},
+    { 6000,    4,    4, 160,  48,        30,        60,    2,    4},
+    { 8500,    4,    4, 160,  96,        30,        60,    2,    4},
+    {13500,    4,    4, 256,  96,        60,        60,    2,    4},
+    { rest,    4,    4, 320, 128,        60,        60,    2,    4},
 };
-constexpr vex_int idt_fn_getrf_avx2_22_d_fts1[][3] = {
-    {   0, 1500, rest},
-    {1500,    1,    1},
-    {rest,    1,    2},
-};
-constexpr vex_int idt_fn_getrf_avx2_22_d_nb0[][8] = {
-    {    0, 650, 1500, 2500, 4000, 8500, 13500, rest},
-    {  650,  24,   24,   24,   24,   24,    24,   24},
-    { 1500,  24,   32,   32,   32,   32,    32,   32},
-    { 2500,  24,   32,   48,   48,   48,    48,   48},
-    { 4000,  24,   32,   48,   96,   96,    96,   96},
-    { 8500,  24,   32,   48,   96,  160,   160,  160},
-    {13500,  24,   32,   48,   96,  160,   256,  256},
-    { rest,  24,   32,   48,   96,  160,   256,  320},
-};
-constexpr vex_int idt_fn_getrf_avx2_22_d_nb1[][6] = {
-    {    0, 650, 1500, 6000, 13500, rest},
-    {  650,  24,   24,   24,    24,   24},
-    { 1500,  24,   32,   32,    32,   32},
-    { 6000,  24,   32,   48,    48,   48},
-    {13500,  24,   32,   48,    96,   96},
-    { rest,  24,   32,   48,    96,  128},
-};
-constexpr vex_int idt_fn_getrf_avx2_22_d_nb_switch[][4] = {
-    {   0, 2500, 8500, rest},
-    {2500,    0,    0,    0},
-    {8500,    0,   30,   30},
-    {rest,    0,   30,   60},
-};
-constexpr vex_int idt_fn_getrf_avx2_22_d_ts_switch[][2] = {{0, rest}, {rest, 60}};
-constexpr vex_int idt_fn_getrf_avx2_22_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr auto& idt_fn_getrf_avx2_22_d_uts1 = idt_fn_getrf_avx2_22_d_fts0;
 
-// ---- 44 threads
-constexpr vex_int idt_fn_getrf_avx2_44_d_fts0[][4] = {
-    {   0, 1500, 2500, rest},
-    {1500,    1,    1,    1},
-    {2500,    1,    2,    2},
-    {rest,    1,    2,    4},
-};
-constexpr vex_int idt_fn_getrf_avx2_44_d_fts1[][3] = {
-    {   0, 1500, rest},
-    {1500,    1,    1},
-    {rest,    1,    4},
-};
-constexpr vex_int idt_fn_getrf_avx2_44_d_nb0[][8] = {
-    {    0, 650, 1500, 2500, 4000, 8500, 13500, rest},
-    {  650,  24,   24,   24,   24,   24,    24,   24},
-    { 1500,  24,   32,   32,   32,   32,    32,   32},
-    { 2500,  24,   32,   48,   48,   48,    48,   48},
-    { 4000,  24,   32,   48,   96,   96,    96,   96},
-    { 8500,  24,   32,   48,   96,  160,   160,  160},
-    {13500,  24,   32,   48,   96,  160,   256,  256},
-    { rest,  24,   32,   48,   96,  160,   256,  320},
-};
-constexpr vex_int idt_fn_getrf_avx2_44_d_nb1[][6] = {
-    {    0, 650, 1500, 6000, 13500, rest},
-    {  650,  24,   24,   24,    24,   24},
-    { 1500,  24,   32,   32,    32,   32},
-    { 6000,  24,   32,   48,    48,   48},
-    {13500,  24,   32,   48,    96,   96},
-    { rest,  24,   32,   48,    96,  128},
-};
-constexpr vex_int idt_fn_getrf_avx2_44_d_nb_switch[][4] = {
-    {   0, 2500, 8500, rest},
-    {2500,    0,    0,    0},
-    {8500,    0,   30,   30},
-    {rest,    0,   30,   60},
-};
-constexpr vex_int idt_fn_getrf_avx2_44_d_ts_switch[][2] = {{0, rest}, {rest, 60}};
-constexpr vex_int idt_fn_getrf_avx2_44_d_uts0[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    2},
-};
-constexpr vex_int idt_fn_getrf_avx2_44_d_uts1[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    4},
-};
 // clang-format on
 
+VEX_GETRF_LEAVES(avx2, 2)
+VEX_GETRF_LEAVES(avx2, 4)
+VEX_GETRF_LEAVES(avx2, 8)
+VEX_GETRF_LEAVES(avx2, 22)
+VEX_GETRF_LEAVES(avx2, 44)
+
 constexpr ThreadCountEntry thread_counts[] = {
-    {2,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx2_2_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx2_2_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx2_2_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx2_2_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx2_2_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx2_2_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx2_2_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx2_2_d_uts1)}}},
-    {4,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx2_4_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx2_4_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx2_4_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx2_4_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx2_4_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx2_4_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx2_4_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx2_4_d_uts1)}}},
-    {8,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx2_8_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx2_8_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx2_8_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx2_8_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx2_8_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx2_8_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx2_8_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx2_8_d_uts1)}}},
-    {22,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx2_22_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx2_22_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx2_22_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx2_22_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx2_22_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx2_22_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx2_22_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx2_22_d_uts1)}}},
-    {44,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx2_44_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx2_44_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx2_44_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx2_44_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx2_44_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx2_44_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx2_44_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx2_44_d_uts1)}}},
+    VEX_GETRF_ENTRY(avx2, 2),  VEX_GETRF_ENTRY(avx2, 4),  VEX_GETRF_ENTRY(avx2, 8),
+    VEX_GETRF_ENTRY(avx2, 22), VEX_GETRF_ENTRY(avx2, 44),
 };
 
 }  // namespace

@@ -1,226 +1,102 @@
 // LU tuning tables of the 512-bit path.
-// nb0, nb1 and fts0 of 56 threads are settled values in the bands up to m = 1500 and at the sizes 1000, 3000,
-// 5000, 10000 and 20000. Everything else is a first guess by shape, not measured yet.
-#include "lapack/tuning_trees.h"
+// nb0, nb1 and fts0 of 56 threads are settled values up to m = 1500 and at the orders 1000, 3000, 5000, 10000
+// and 20000. Everything else is a first guess by shape, not measured yet.
+#include <iterator>
+
+#include "lapack/tuning/leaves.h"
 
 namespace vex::lapack {
 namespace {
 
 // clang-format off
-
-// ---- 2 threads
-constexpr vex_int idt_fn_getrf_avx512_2_d_fts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx512_2_d_fts1[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx512_2_d_nb0[][9] = {
-    {    0, 350, 900, 1500, 2500, 4000, 8500, 13500, rest},
-    {  350,  24,  24,   24,   24,   24,   24,    24,   24},
-    {  900,  24,  32,   32,   32,   32,   32,    32,   32},
-    { 1500,  24,  32,   48,   48,   48,   48,    48,   48},
-    { 2500,  24,  32,   48,   64,   64,   64,    64,   64},
-    { 4000,  24,  32,   48,   64,   96,   96,    96,   96},
-    { 8500,  24,  32,   48,   64,   96,  144,   144,  144},
-    {13500,  24,  32,   48,   64,   96,  144,   192,  192},
-    { rest,  24,  32,   48,   64,   96,  144,   192,  224},
-};
-constexpr auto& idt_fn_getrf_avx512_2_d_nb1 = idt_fn_getrf_avx512_2_d_nb0;
-constexpr vex_int idt_fn_getrf_avx512_2_d_nb_switch[][2] = {{0, rest}, {rest, 0}};
-constexpr vex_int idt_fn_getrf_avx512_2_d_ts_switch[][2] = {{0, rest}, {rest, 50}};
-constexpr vex_int idt_fn_getrf_avx512_2_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx512_2_d_uts1[][2] = {{0, rest}, {rest, 1}};
-
-// ---- 4 threads
-constexpr vex_int idt_fn_getrf_avx512_4_d_fts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx512_4_d_fts1[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx512_4_d_nb0[][8] = {
-    {    0, 350, 900, 1500, 4000, 8500, 13500, rest},
-    {  350,  24,  24,   24,   24,   24,    24,   24},
-    {  900,  24,  32,   32,   32,   32,    32,   32},
-    { 1500,  24,  32,   48,   48,   48,    48,   48},
-    { 4000,  24,  32,   48,   64,   64,    64,   64},
-    { 8500,  24,  32,   48,   64,  112,   112,  112},
-    {13500,  24,  32,   48,   64,  112,   144,  144},
-    { rest,  24,  32,   48,   64,  112,   144,  192},
-};
-constexpr auto& idt_fn_getrf_avx512_4_d_nb1 = idt_fn_getrf_avx512_4_d_nb0;
-constexpr vex_int idt_fn_getrf_avx512_4_d_nb_switch[][2] = {{0, rest}, {rest, 0}};
-constexpr vex_int idt_fn_getrf_avx512_4_d_ts_switch[][2] = {{0, rest}, {rest, 50}};
-constexpr vex_int idt_fn_getrf_avx512_4_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr vex_int idt_fn_getrf_avx512_4_d_uts1[][2] = {{0, rest}, {rest, 1}};
-
-// ---- 8 threads
-constexpr vex_int idt_fn_getrf_avx512_8_d_fts0[][3] = {
-    {   0, 4000, rest},
-    {4000,    1,    1},
-    {rest,    1,    2},
-};
-constexpr auto& idt_fn_getrf_avx512_8_d_fts1 = idt_fn_getrf_avx512_8_d_fts0;
-constexpr vex_int idt_fn_getrf_avx512_8_d_nb0[][7] = {
-    {    0, 650, 1500, 4000, 8500, 13500, rest},
-    {  650,  24,   24,   24,   24,    24,   24},
-    { 1500,  24,   32,   32,   32,    32,   32},
-    { 4000,  24,   32,   48,   48,    48,   48},
-    { 8500,  24,   32,   48,   96,    96,   96},
-    {13500,  24,   32,   48,   96,   128,  128},
-    { rest,  24,   32,   48,   96,   128,  160},
-};
-constexpr auto& idt_fn_getrf_avx512_8_d_nb1 = idt_fn_getrf_avx512_8_d_nb0;
-constexpr vex_int idt_fn_getrf_avx512_8_d_nb_switch[][2] = {{0, rest}, {rest, 0}};
-constexpr vex_int idt_fn_getrf_avx512_8_d_ts_switch[][2] = {{0, rest}, {rest, 50}};
-constexpr vex_int idt_fn_getrf_avx512_8_d_uts0[][2] = {{0, rest}, {rest, 1}};
-constexpr auto& idt_fn_getrf_avx512_8_d_uts1 = idt_fn_getrf_avx512_8_d_fts0;
-
-// ---- 28 threads
-constexpr vex_int idt_fn_getrf_avx512_28_d_fts0[][4] = {
-    {   0, 1500, 2500, rest},
-    {1500,    1,    1,    1},
-    {2500,    1,    2,    2},
-    {rest,    1,    2,    4},
-};
-constexpr vex_int idt_fn_getrf_avx512_28_d_fts1[][3] = {
-    {   0, 1500, rest},
-    {1500,    1,    1},
-    {rest,    1,    4},
-};
-constexpr vex_int idt_fn_getrf_avx512_28_d_nb0[][8] = {
-    {    0, 650, 1500, 2500, 4000, 8500, 13500, rest},
-    {  650,  24,   24,   24,   24,   24,    24,   24},
-    { 1500,  24,   48,   48,   48,   48,    48,   48},
-    { 2500,  24,   48,   64,   64,   64,    64,   64},
-    { 4000,  24,   48,   64,  112,  112,   112,  112},
-    { 8500,  24,   48,   64,  112,  192,   192,  192},
-    {13500,  24,   48,   64,  112,  192,   336,  336},
-    { rest,  24,   48,   64,  112,  192,   336,  448},
-};
-constexpr vex_int idt_fn_getrf_avx512_28_d_nb1[][7] = {
-    {    0, 650, 900, 4000, 8500, 13500, rest},
-    {  650,  24,  24,   24,   24,    24,   24},
-    {  900,  24,  32,   32,   32,    32,   32},
-    { 4000,  24,  32,   48,   48,    48,   48},
-    { 8500,  24,  32,   48,   80,    80,   80},
-    {13500,  24,  32,   48,   80,   112,  112},
-    { rest,  24,  32,   48,   80,   112,  160},
-};
-constexpr vex_int idt_fn_getrf_avx512_28_d_nb_switch[][4] = {
-    {   0, 2500, 8500, rest},
-    {2500,    0,    0,    0},
-    {8500,    0,   30,   30},
-    {rest,    0,   30,   60},
-};
-constexpr vex_int idt_fn_getrf_avx512_28_d_ts_switch[][2] = {{0, rest}, {rest, 60}};
-constexpr vex_int idt_fn_getrf_avx512_28_d_uts0[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    2},
-};
-constexpr vex_int idt_fn_getrf_avx512_28_d_uts1[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    4},
+// Measured with bench/lu_phases_bench on two cores of an AMD EPYC (Zen 4), orders 200 to 8000. Teams of two lost
+// for any part of the panels (n = 500: 25 GFlops with them in the last half, 33 in the last fifth, 47 without).
+// The late team of two updates never forms, since no panel is late. It stands here because teams that are all
+// of size 1 bind block columns to threads, which left a tenth of the threads' time idle up to n = 1000.
+constexpr OrderBand getrf_avx512_2[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  350,    1,    1,  40,  40,         0,       100,    1,    2},
+    {  900,    1,    1,  64,  64,         0,       100,    1,    2},
+    { 1500,    1,    1,  64,  64,         0,       100,    1,    2},
+    { 2500,    1,    1, 128, 128,         0,       100,    1,    2},
+    { 8500,    1,    1, 144, 144,         0,       100,    1,    2},
+    {13500,    1,    1, 192, 192,         0,       100,    1,    2},
+    { rest,    1,    1, 224, 224,         0,       100,    1,    2},
 };
 
-// ---- 56 threads
-constexpr vex_int idt_fn_getrf_avx512_56_d_fts0[][4] = {
-    {   0, 1500, 2500, rest},
-    {1500,    1,    1,    1},
-    {2500,    1,    4,    4},
-    {rest,    1,    4,    8},
+constexpr OrderBand getrf_avx512_4[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  350,    1,    1,  24,  24,         0,        50,    1,    1},
+    {  900,    1,    1,  32,  32,         0,        50,    1,    1},
+    { 1500,    1,    1,  48,  48,         0,        50,    1,    1},
+    { 4000,    1,    1,  64,  64,         0,        50,    1,    1},
+    { 8500,    1,    1, 112, 112,         0,        50,    1,    1},
+    {13500,    1,    1, 144, 144,         0,        50,    1,    1},
+    { rest,    1,    1, 192, 192,         0,        50,    1,    1},
 };
-constexpr vex_int idt_fn_getrf_avx512_56_d_fts1[][3] = {
-    {   0, 1500, rest},
-    {1500,    1,    1},
-    {rest,    1,    8},
+
+constexpr OrderBand getrf_avx512_8[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  650,    1,    1,  24,  24,         0,        50,    1,    1},
+    { 1500,    1,    1,  32,  32,         0,        50,    1,    1},
+    { 4000,    1,    1,  48,  48,         0,        50,    1,    1},
+    { 8500,    2,    2,  96,  96,         0,        50,    1,    2},
+    {13500,    2,    2, 128, 128,         0,        50,    1,    2},
+    { rest,    2,    2, 160, 160,         0,        50,    1,    2},
 };
-constexpr vex_int idt_fn_getrf_avx512_56_d_nb0[][12] = {
-    {    0, 350, 650, 900, 1500, 2500, 4000, 6000, 8500, 13500, 17500, rest},
-    {  350,  24,  24,  32,   24,   24,   24,   24,   24,    24,    24,   24},
-    {  650,  24,  32,  32,   24,   24,   24,   24,   24,    24,    24,   24},
-    {  900,  24,  24,  32,   24,   24,   24,   24,   24,    24,    24,   24},
-    { 1500,  24,  24,  32,   48,   24,   24,   24,   24,    24,    24,   24},
-    { 2500,  24,  32,  32,   48,   64,   64,   64,   64,    64,    64,   64},
-    { 4000,  24,  32,  32,   48,   64,  112,  112,  112,   112,   112,  112},
-    { 6000,  24,  32,  32,   48,   64,  112,  160,  160,   160,   160,  160},
-    { 8500,  24,  32,  32,   48,   64,  112,  160,  224,   224,   224,  224},
-    {13500,  24,  32,  32,   48,   64,  112,  160,  224,   336,   336,  336},
-    {17500,  24,  32,  32,   48,   64,  112,  160,  224,   336,   384,  384},
-    { rest,  24,  32,  32,   48,   64,  112,  160,  224,   336,   384,  448},
+
+constexpr OrderBand getrf_avx512_28[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  650,    1,    1,  24,  24,         0,        60,    1,    1},
+    {  900,    1,    1,  48,  32,         0,        60,    1,    1},
+    { 1500,    1,    1,  48,  48,         0,        60,    1,    1},
+    { 2500,    2,    4,  64,  48,         0,        60,    1,    1},
+    { 4000,    4,    4, 112,  48,        30,        60,    2,    4},
+    { 8500,    4,    4, 192,  80,        30,        60,    2,    4},
+    {13500,    4,    4, 336, 112,        60,        60,    2,    4},
+    { rest,    4,    4, 448, 160,        60,        60,    2,    4},
 };
-constexpr vex_int idt_fn_getrf_avx512_56_d_nb1[][10] = {
-    {    0, 150, 650, 900, 4000, 6000, 8500, 11000, 13500, rest},
-    {  150,  24,  24,  24,   24,   24,   24,    24,    24,   24},
-    {  650,  16,  24,  24,   24,   24,   24,    24,    24,   24},
-    {  900,  16,  24,  32,   32,   32,   32,    32,    32,   32},
-    { 4000,  16,  24,  32,   48,   48,   48,    48,    48,   48},
-    { 6000,  16,  24,  32,   48,   64,   64,    64,    64,   64},
-    { 8500,  16,  24,  32,   48,   64,   96,    96,    96,   96},
-    {11000,  16,  24,  32,   48,   64,   96,   112,   112,  112},
-    {13500,  16,  24,  32,   48,   64,   96,   112,   128,  128},
-    { rest,  16,  24,  32,   48,   64,   96,   112,   128,  160},
+
+constexpr OrderBand getrf_avx512_56[] = {
+    // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
+    {  350,    1,    1,  24,  24,         0,        60,    1,    1},
+    {  650,    1,    1,  32,  24,         0,        60,    1,    1},
+    {  900,    1,    1,  32,  32,         0,        60,    1,    1},
+    { 1500,    1,    1,  48,  48,         0,        60,    1,    1},
+    { 2500,    4,    8,  64,  48,         0,        60,    1,    1},
+    { 4000,    8,    8, 112,  48,        30,        60,    4,    8},
+    { 6000,    8,    8, 160,  64,        30,        60,    4,    8},
+    { 8500,    8,    8, 224,  96,        30,        60,    4,    8},
+    {11000,    8,    8, 336, 112,        60,        60,    4,    8},
+    {13500,    8,    8, 336, 128,        60,        60,    4,    8},
+    {17500,    8,    8, 384, 160,        60,        60,    4,    8},
+    { rest,    8,    8, 448, 160,        60,        60,    4,    8},
 };
-constexpr vex_int idt_fn_getrf_avx512_56_d_nb_switch[][4] = {
-    {   0, 2500, 8500, rest},
-    {2500,    0,    0,    0},
-    {8500,    0,   30,   30},
-    {rest,    0,   30,   60},
-};
-constexpr vex_int idt_fn_getrf_avx512_56_d_ts_switch[][2] = {{0, rest}, {rest, 60}};
-constexpr vex_int idt_fn_getrf_avx512_56_d_uts0[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    4},
-};
-constexpr vex_int idt_fn_getrf_avx512_56_d_uts1[][3] = {
-    {   0, 2500, rest},
-    {2500,    1,    1},
-    {rest,    1,    8},
-};
+
 // clang-format on
 
+VEX_GETRF_LEAVES(avx512, 2)
+VEX_GETRF_LEAVES(avx512, 4)
+VEX_GETRF_LEAVES(avx512, 8)
+VEX_GETRF_LEAVES(avx512, 28)
+VEX_GETRF_LEAVES_BUT_WIDTHS(avx512, 56)
+
+// Up to 1500 rows the widths follow both dimensions.
+vex_int idt_fn_getrf_avx512_56_d_nb0(vex_int m, vex_int n) {
+  if (m > 1500) return band_of(getrf_avx512_56, m, n).nb0;
+  if (n > 900) return n <= 1500 && m > 900 ? 48 : 24;
+  if (n > 650) return 32;
+  return n > 350 && m > 350 && m <= 650 ? 32 : 24;
+}
+
+vex_int idt_fn_getrf_avx512_56_d_nb1(vex_int m, vex_int n) {
+  if (n <= 150) return m <= 150 ? 24 : 16;
+  return band_of(getrf_avx512_56, m, n).nb1;
+}
+
 constexpr ThreadCountEntry thread_counts[] = {
-    {2,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx512_2_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx512_2_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx512_2_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx512_2_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx512_2_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx512_2_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx512_2_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx512_2_d_uts1)}}},
-    {4,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx512_4_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx512_4_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx512_4_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx512_4_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx512_4_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx512_4_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx512_4_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx512_4_d_uts1)}}},
-    {8,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx512_8_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx512_8_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx512_8_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx512_8_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx512_8_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx512_8_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx512_8_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx512_8_d_uts1)}}},
-    {28,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx512_28_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx512_28_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx512_28_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx512_28_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx512_28_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx512_28_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx512_28_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx512_28_d_uts1)}}},
-    {56,
-     {{Parameter::fts0, Tree(idt_fn_getrf_avx512_56_d_fts0)},
-      {Parameter::fts1, Tree(idt_fn_getrf_avx512_56_d_fts1)},
-      {Parameter::nb0, Tree(idt_fn_getrf_avx512_56_d_nb0)},
-      {Parameter::nb1, Tree(idt_fn_getrf_avx512_56_d_nb1)},
-      {Parameter::nb_switch, Tree(idt_fn_getrf_avx512_56_d_nb_switch)},
-      {Parameter::ts_switch, Tree(idt_fn_getrf_avx512_56_d_ts_switch)},
-      {Parameter::uts0, Tree(idt_fn_getrf_avx512_56_d_uts0)},
-      {Parameter::uts1, Tree(idt_fn_getrf_avx512_56_d_uts1)}}},
+    VEX_GETRF_ENTRY(avx512, 2),  VEX_GETRF_ENTRY(avx512, 4),  VEX_GETRF_ENTRY(avx512, 8),
+    VEX_GETRF_ENTRY(avx512, 28), VEX_GETRF_ENTRY(avx512, 56),
 };
 
 }  // namespace

@@ -120,9 +120,9 @@ TEST(Blocks, PackedAreaMisplacedOrOutsideItsBlock) {
        {engine::buffer_a_only, engine::buffer_b_only, engine::buffer_both, engine::buffer_copies}) {
     engine::BufferRecord buffers = blocks<avx2::Constants>(1000, 300, 200);
     buffers.kind = kind;
-    ASSERT_EQ(buffers.get(&buffers), 0);
+    ASSERT_EQ(buffers.functions.get(&buffers), 0);
     const auto base = reinterpret_cast<std::uintptr_t>(buffers.base);
-    const std::uintptr_t end = base + buffers.size(&buffers);
+    const std::uintptr_t end = base + buffers.functions.size(&buffers);
     if (buffers.packed_a) {
       const auto a = reinterpret_cast<std::uintptr_t>(buffers.packed_a);
       EXPECT_EQ(a % 2097152, 1664u);
@@ -137,11 +137,11 @@ TEST(Blocks, PackedAreaMisplacedOrOutsideItsBlock) {
     }
     EXPECT_TRUE(kind != engine::buffer_both ||
                 buffers.packed_a >= buffers.packed_b + buffers.nc * buffers.kc);
-    buffers.free(&buffers);
+    buffers.functions.free(&buffers);
   }
   engine::BufferRecord odd = blocks<avx2::Constants>(10, 10, 10);
   odd.kind = 5;
-  EXPECT_EQ(odd.get(&odd), 1);
+  EXPECT_EQ(odd.functions.get(&odd), 1);
 }
 
 TEST(Paths, EmptySlotDoesNotEndTheProcess) {

@@ -15,6 +15,7 @@ namespace vex::test {
 
 struct PathRoutines {
   const char* name;
+  blas::EngineFunction* engine;
   blas::DgemmFunction* gemm;
   blas::DtrsmFunction *trsm, *trsm_v1;
   blas::DtrsvFunction* trsv;

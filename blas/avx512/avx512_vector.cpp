@@ -1,38 +1,12 @@
-// The sequential routines of this path: the shared engine, instantiated for its vectors and block sizes.
+// The routines of this path on vectors, and on a matrix and a vector.
 #include "blas/avx512/path.h"
 #include "blas/engine/matrix_vector.h"
-#include "blas/engine/solve.h"
 #include "blas/paths.h"
 
 using vex::blas::avx512::Path;
 namespace engine = vex::blas::engine;
 
 extern "C" {
-
-// Multiply and solve.
-
-void vex_blas_avx512_xdgemm(const char* trans_a, const char* trans_b, const vex_int* m, const vex_int* n,
-                            const vex_int* k, const double* alpha, const double* a, const vex_int* lda,
-                            const double* b, const vex_int* ldb, const double* beta, double* c,
-                            const vex_int* ldc, vex_int, vex_int) {
-  engine::multiply<Path>(trans_a, trans_b, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc);
-}
-
-void vex_blas_avx512_xdtrsm(const char* side, const char* uplo, const char* trans, const char* diag,
-                            const vex_int* m, const vex_int* n, const double* alpha, const double* a,
-                            const vex_int* lda, double* b, const vex_int* ldb, vex_int, vex_int, vex_int,
-                            vex_int) {
-  engine::solve<Path>(engine::is(side, 'L'), engine::is(uplo, 'L'), !engine::is(trans, 'N'),
-                      engine::is(diag, 'U'), *m, *n, *alpha, a, *lda, b, *ldb);
-}
-
-void vex_blas_avx512_xdtrsm_v1(const char* side, const char* uplo, const char* trans, const char* diag,
-                               const vex_int* m, const vex_int* n, const double* alpha, const double* a,
-                               const vex_int* lda, double* b, const vex_int* ldb, vex_int, vex_int, vex_int,
-                               vex_int) {
-  engine::solve_v1<Path>(engine::is(side, 'L'), engine::is(uplo, 'L'), !engine::is(trans, 'N'),
-                         engine::is(diag, 'U'), *m, *n, *alpha, a, *lda, b, *ldb);
-}
 
 // Matrix and vector.
 

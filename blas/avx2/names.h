@@ -1,0 +1,32 @@
+// The names that this path gives to the engine's routines.
+#pragma once
+
+#include "blas/engine/kernel_table.h"
+
+extern "C" {
+
+vex::blas::engine::Driver vex_blas_avx2_d_generic_fullacopybcopy, vex_blas_avx2_xdgemm_acopiedbcopy,
+    vex_blas_avx2_xdgemm_nocopy_driver, vex_blas_avx2_xdsyrk_fullacopybcopy,
+    vex_blas_avx2_xdsyrk_acopiedbcopy;
+vex::blas::engine::Copier vex_blas_avx2_dgemm_dcopy_down12_ea, vex_blas_avx2_dgemm_dcopy_right12_ea,
+    vex_blas_avx2_dgemm_dcopy_right4_ea, vex_blas_avx2_dgemm_dcopy_down4_ea;
+vex::blas::engine::CopyFunction vex_blas_avx2_dgemm_copyan, vex_blas_avx2_dgemm_copyat,
+    vex_blas_avx2_dgemm_copybn, vex_blas_avx2_dgemm_copybt, vex_blas_avx2_dsymm_copy_lower_left,
+    vex_blas_avx2_dsymm_copy_upper_left, vex_blas_avx2_dsymm_copy_lower_right,
+    vex_blas_avx2_dsymm_copy_upper_right;
+vex::blas::engine::BlockKernel vex_blas_avx2_dgemm_ker0, vex_blas_avx2_dgemm_ker0_cnr,
+    vex_blas_avx2_dgemm_kernel_0, vex_blas_avx2_dgemm_kernel_0_cnr, vex_blas_avx2_dgemm_kernel_0_b0,
+    vex_blas_avx2_dgemm_kernel_0_b0_cnr, vex_blas_avx2_dsyrk_lower_ker0, vex_blas_avx2_dsyrk_lower_ker0_cnr,
+    vex_blas_avx2_dsyrk_upper_ker0, vex_blas_avx2_dsyrk_upper_ker0_cnr;
+vex::blas::engine::EdgeRoutine vex_blas_avx2_d_pst_wrapper;
+void vex_blas_avx2_dgemm_mscale(vex_int m, vex_int n, double beta, double* c, vex_int ldc);
+vex::blas::engine::ScaleRoutine vex_blas_avx2_dgemm_mscale_wrapper;
+vex::blas::engine::GetBuffers vex_blas_avx2_dgemm_get_bufs, vex_blas_avx2_dgemm_get_bufs_pack;
+vex::blas::engine::SizeOfBuffers vex_blas_avx2_dgemm_get_size_bufs;
+vex::blas::engine::FreeBuffers vex_blas_avx2_dgemm_free_bufs;
+vex::blas::engine::SetBuffers vex_blas_avx2_dgemm_set_bufs_pack;
+vex::blas::engine::InitializeStrategy vex_blas_avx2_dgemm_initialize_strategy;
+vex::blas::engine::InitializeBuffers vex_blas_avx2_dgemm_initialize_buffers,
+    vex_blas_avx2_dtrxm_initialize_buffers;
+vex::blas::engine::InitializeKernelInfo vex_blas_avx2_dgemm_initialize_kernel_info;
+}

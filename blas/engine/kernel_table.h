@@ -1,0 +1,156 @@
+// The routines that one call of a multiply-like operation runs, and the request records that go with them.
+// Each code path lists its routines in one constant (PathRoutines); initialize_kernel_info picks from it. The
+// drivers (drivers.h) see nothing of a path but its tables, so they are compiled once.
+#pragma once
+
+#include "blas/engine/descriptors.h"
+
+namespace vex::blas::engine {
+
+// A tile cut by the edge of its block: rows x columns of it exist, 1 <= rows <= mr, 1 <= columns <= nr.
+// C += A B, or C = A B when `store`.
+using EdgeRoutine = void(bool store, vex_int rows, vex_int columns, vex_int depth, const double* a,
+                         const double* b, double* c, vex_int ldc);
+
+// One packed block of A times one of B into a block of C.
+struct BlockProduct {
+  vex_int rows, columns, depth;
+  const double* a;
+  vex_int a_panel;  // elements from one packed panel to the next
+  const double* b;
+  vex_int b_panel;
+  double* c;
+  vex_int ldc;
+  bool store;        // C = A B instead of C += A B
+  vex_int diagonal;  // row of the matrix C, less its column, of the block's first element
+  EdgeRoutine* edge;
+};
+
+using BlockKernel = void(const BlockProduct& block);
+
+// The source descriptor is narrowed to the rectangle to pack: for A extent x depth, for B depth x extent.
+// Each value is multiplied by *scale on the way.
+using CopyFunction = void(const MatrixDescriptor* source, const PackedDescriptor* packed, double* target,
+                          const double* scale);
+
+// What a copy routine hands on: `depth` k steps of `extent` rows (or columns) from `source`, whose columns
+// are `ld` apart in memory; panels start `panel` elements apart.
+using Copier = void(vex_int depth, vex_int extent, const double* source, vex_int ld, const double* scale,
+                    double* target, vex_int panel);
+
+// C := factor * C on the block the descriptor is narrowed to; zero stores zeros and reads nothing.
+using ScaleRoutine = void(const MatrixDescriptor* c, double factor);
+
+using Source = const MatrixDescriptor*;  // short forms for lists of copy routines
+using Packed = const PackedDescriptor*;
+using Scalar = const double*;
+
+struct BlockedCall;
+using Driver = void(const BlockedCall& call);
+
+struct KernelTable {
+  const char* operation;
+  Driver* driver;
+  CopyFunction *copy_a, *copy_b;
+  BlockKernel* kernel;
+  ScaleRoutine* scale;
+  EdgeRoutine* edge;
+  // Of the operations on a triangle; null for the others. For a triangle of C (codes 3, 5, 9) the diagonal
+  // kernel writes its own side of the diagonal only.
+  CopyFunction* copy_diagonal;
+  BlockKernel* diagonal_kernel;
+  ScaleRoutine* scale_triangle;
+};
+
+// One call of an operation. a and b are the left and the right factor of the product, whichever of them is
+// the special one (symmetric, triangular).
+struct BlockedCall {
+  KernelTable kernels;
+  OperationRecord operation;
+  StrategyRecord strategy;
+  BufferRecord buffers;
+  MatrixDescriptor a, b, c;
+  const PackedDescriptor* prepacked_a;  // copy mode 4: slice after slice of A, see packed_slice()
+};
+
+// Index of a choice by side and effective triangle.
+enum SideIndex { on_left = 0, on_right = 1 };
+enum TriangleIndex { of_lower = 0, of_upper = 1 };
+
+// A kernel and its twin for the reproducible setting.
+struct KernelPair {
+  BlockKernel *plain, *cnr;
+};
+
+// Everything a path can put into a kernel table. A null entry is an operation that the path does not serve.
+struct PathRoutines {
+  CopyFunction *copy_an, *copy_at, *copy_bn, *copy_bt;
+  CopyFunction* copy_symmetric[2][2];  // [SideIndex][TriangleIndex], the stored triangle
+  KernelPair kernel, triangle_kernel[2];
+  ScaleRoutine* scale;
+  EdgeRoutine* edge;
+  Driver *full, *prepacked, *in_place;
+  Driver *triangle_full, *triangle_prepacked;  // a triangle of C
+  Driver *multiply_triangle[2][2], *solve_triangle[2][2];
+  CopyFunction *copy_factor[2][2], *copy_solved[2][2];  // the diagonal blocks of a triangular operand
+  KernelPair multiply_diagonal[2][2], solve_diagonal[2][2];
+  ScaleRoutine* solve_scale[2][2];  // [SideIndex][unit diagonal]
+};
+
+// How a path fills the records of a call.
+using InitializeStrategy = void(StrategyRecord* strategy);
+using InitializeBuffers = void(BufferRecord* buffers, const StrategyRecord* strategy, vex_int m, vex_int n,
+                               vex_int k);
+// 1 when the path does not serve the operation. `right`: the symmetric or triangular operand is b.
+using InitializeKernelInfo = int(KernelTable* table, int operation, bool right,
+                                 const StrategyRecord* strategy, const MatrixDescriptor* a,
+                                 const MatrixDescriptor* b, const MatrixDescriptor* c);
+
+struct PathEngine {
+  InitializeStrategy* initialize_strategy;
+  InitializeBuffers *initialize_buffers, *initialize_triangular_buffers;
+  InitializeKernelInfo* initialize_kernel_info;
+};
+
+// The same for every path, from its routines.
+int initialize_kernel_info(KernelTable* table, const PathRoutines& routines, int operation, bool right,
+                           const StrategyRecord* strategy, const MatrixDescriptor* a,
+                           const MatrixDescriptor* b, const MatrixDescriptor* c);
+
+// The triangle that op(X) has: the stored one, flipped by transposition.
+[[gnu::always_inline]] inline TriangleIndex effective_triangle(std::uint32_t flags) {
+  return ((flags & flag_upper) != 0) != ((flags & flag_no_trans) != 0) ? of_lower : of_upper;
+}
+
+[[gnu::always_inline]] inline bool is_transposed(const MatrixDescriptor& x) {
+  return (x.flags & (flag_trans | flag_conj_trans)) != 0;
+}
+
+[[gnu::always_inline]] inline double* first_element(const MatrixDescriptor& x) {
+  return x.locate(x.row_offset, x.column_offset, &x);
+}
+
+[[gnu::always_inline]] inline MatrixDescriptor narrowed(const MatrixDescriptor& x, vex_int i, vex_int j,
+                                                        vex_int rows, vex_int columns) {
+  MatrixDescriptor block = x;
+  block.rows = rows;
+  block.columns = columns;
+  block.row_offset = x.row_offset + i;
+  block.column_offset = x.column_offset + j;
+  return block;
+}
+
+// The copy routines of A and B are one step: they tell a copier depth and extent. A's rectangle is extent x
+// depth, so its two counts swap; B's are in order.
+[[gnu::always_inline]] inline void copy_a(Copier* copier, const MatrixDescriptor* s,
+                                          const PackedDescriptor* packed, double* target,
+                                          const double* scale) {
+  copier(s->columns, s->rows, first_element(*s), s->ld, scale, target, packed->panel_size);
+}
+[[gnu::always_inline]] inline void copy_b(Copier* copier, const MatrixDescriptor* s,
+                                          const PackedDescriptor* packed, double* target,
+                                          const double* scale) {
+  copier(s->rows, s->columns, first_element(*s), s->ld, scale, target, packed->panel_size);
+}
+
+}  // namespace vex::blas::engine

@@ -1,0 +1,224 @@
+// One parallel factorization: what its threads share and what each of them does. A template only over the
+// clock that is told where a thread's time goes; the library runs it with one that does nothing.
+#pragma once
+
+#include <omp.h>
+
+#include <algorithm>
+#include <atomic>
+#include <limits>
+
+#include "blas/blas.h"
+#include "lapack/getrf.h"
+#include "lapack/laswp.h"
+#include "lapack/panel.h"
+#include "lapack/panel_distribution.h"
+#include "lapack/parallel_region.h"
+#include "lapack/team_panel.h"
+#include "lapack/team_record.h"
+#include "lapack/thread_team.h"
+
+namespace vex::lapack {
+
+// What a thread of a run may be at.
+enum class Phase { prepare, panel, interchange, solve, multiply, wait_in_team, wait_for_task, left };
+
+struct NoClock {
+  // Thread t has been at `phase` since it was last heard of.
+  static void lap(vex_int, Phase) {}
+};
+
+// Updates are shared out by rows in multiples of a cache line of doubles.
+inline constexpr vex_int row_granule = 8;
+
+// How many threads factor panel 0 while nothing else can be done yet: one for small matrices, where meeting
+// costs more than it brings, and a multiple of 4 otherwise.
+inline vex_int first_panel_threads(vex_int delivered, vex_int diagonal) {
+  const vex_int most = diagonal <= 500 ? 1 : 32;
+  const vex_int others = delivered - 1;
+  return std::max<vex_int>(1, std::min(most, delivered > 4 ? others / 4 * 4 : others));
+}
+
+// Everything that the threads of one factorization share.
+template <typename Clock>
+class ParallelRun {
+ public:
+  ParallelRun(MatrixView a, vex_int* ipiv, const ParallelPlan& plan, Clock& clock)
+      : a_(a), ipiv_(ipiv), plan_(plan), clock_(clock) {}
+  ~ParallelRun() {
+    if (records_) free_records(records_);
+    if (dag_.updates) vex_lapack_cdag1d_destroy(&dag_);
+    if (teams_.group) vex_lapack_thread_team_ctxt_destroy(&teams_);
+    if (panels_.widths) vex_lapack_nb_dist_destroy(&panels_);
+  }
+  ParallelRun(const ParallelRun&) = delete;
+  ParallelRun& operator=(const ParallelRun&) = delete;
+
+  // Plans for the threads that the runtime has really delivered; false when memory is out. By one thread.
+  bool prepare(vex_int delivered) {
+    threads_ = std::min(delivered, plan_.threads);
+    const vex_int late_panel = std::min(plan_.late_panel, threads_);
+    const vex_int early_panel = std::min(plan_.early_panel, late_panel);
+    const vex_int late_update = std::min(plan_.late_update, threads_);
+    const vex_int early_update = std::min(plan_.early_update, late_update);
+    if (vex_lapack_nb_dist_init(&panels_, a_.cols, plan_.nominal_width, plan_.width, plan_.width_switch) <
+        0) {
+      return false;
+    }
+    const vex_int group = find_nthr_sub_team(threads_, early_panel, early_update, late_panel, late_update);
+    const auto hint = plan_.thread_hint ? thread_team_ctxt_thread_for_task_hint : nullptr;
+    if (vex_lapack_thread_team_ctxt_init(&teams_, threads_, group, thread_team_ctxt_get_task_callback,
+                                         thread_team_ctxt_commit_callback, hint) != 0) {
+      return false;
+    }
+    last_diagonal_ = a_.rows < a_.cols ? vex_lapack_nb_dist_get_panel(&panels_, a_.rows) : panels_.count - 1;
+    if (vex_lapack_cdag1d_team_init(&dag_, panels_.count, last_diagonal_, teams_.groups, 0, early_panel,
+                                    early_update, late_panel, late_update,
+                                    plan_.thread_hint ? hint_bind_columns : 0, plan_.team_switch) != 0) {
+      return false;
+    }
+    records_ = allocate_records(&dag_, teams_.groups, threads_);
+    return records_ != nullptr;
+  }
+
+  // What every delivered thread does.
+  void work(vex_int t) {
+    if (t >= threads_) return;
+    const SingleThreadedKernels bracket;
+    const vex_int first_team = first_panel_threads(threads_, std::min(a_.rows, a_.cols));
+    if (t < first_team) {
+      factor_panel({&records_[0], t, first_team}, 0);
+      clock_.lap(t, Phase::panel);
+    }
+    everybody_.wait(threads_, t == 0);
+    clock_.lap(t, Phase::wait_in_team);
+
+    TaskSource source{&dag_, records_, sizeof(TeamRecord)};
+    for (;;) {
+      vex_lapack_thread_team_ctxt_get_task(&teams_, t, &source);
+      auto* record =
+          static_cast<TeamRecord*>(static_cast<TeamTask*>(vex_lapack_thread_team_ctxt_get_data(&teams_, t)));
+      clock_.lap(t, Phase::wait_for_task);
+      const Task task = record->task;
+      if (task.kind == task_end) return;
+      if (task.kind == task_update || task.kind == task_panel) {
+        const TeamMember member{record, vex_lapack_thread_team_ctxt_get_ithr_team(&teams_, t),
+                                vex_lapack_thread_team_ctxt_get_nthr_team(&teams_, t)};
+        update(t, member, task.source, task.target);
+        if (task.kind == task_panel) {
+          factor_panel(member, task.target);
+          clock_.lap(t, Phase::panel);
+        }
+      }
+      vex_lapack_thread_team_ctxt_commit_task(&teams_, t, 0);
+    }
+  }
+
+  // The interchanges of panels j + 1 ... on the columns of panel j.
+  void interchange_left(vex_int t, vex_int j) {
+    const vex_int next = offset(j) + width(j);
+    xlaswp({a_.col(offset(j)), a_.rows, width(j), a_.ld},
+           row_walk(next + 1, std::min(a_.rows, a_.cols), ipiv_, 1));
+    clock_.lap(t, Phase::left);
+  }
+
+  bool failed() const { return has_failed(dag_); }
+  vex_int last_diagonal() const { return last_diagonal_; }
+  vex_int info() const {
+    const vex_int first = first_zero_.load(std::memory_order_relaxed);
+    return first == no_zero ? 0 : first;
+  }
+
+ private:
+  static constexpr vex_int no_zero = std::numeric_limits<vex_int>::max();
+
+  vex_int width(vex_int panel) const { return vex_lapack_nb_dist_get_nb(&panels_, panel); }
+  vex_int offset(vex_int panel) const { return vex_lapack_nb_dist_get_offset(&panels_, panel) - 1; }
+  // Rows of U, and pivots, that a panel brings.
+  vex_int pivots(vex_int panel) const { return std::min(width(panel), a_.rows - offset(panel)); }
+
+  void factor_panel(const TeamMember& member, vex_int panel) {
+    const vex_int first = offset(panel);
+    vex_int panel_info = 0;
+    const int stop = factor_panel_by_team(member, a_.block(first, first, a_.rows - first, width(panel)),
+                                          ipiv_ + first, panel_info);
+    if (member.is_master()) {
+      for (vex_int i = 0; i < pivots(panel); ++i) ipiv_[first + i] += first;
+      if (stop) mark_failed(dag_);
+      if (panel_info > 0) note_zero_pivot(first + panel_info);
+    }
+    // The record may serve another team as soon as the master commits.
+    member.meet();
+  }
+
+  // Panels finish in order, but a relaxed minimum needs no such argument; the region's end publishes it.
+  void note_zero_pivot(vex_int column) {
+    vex_int seen = first_zero_.load(std::memory_order_relaxed);
+    while (column < seen && !first_zero_.compare_exchange_weak(seen, column, std::memory_order_relaxed)) {
+    }
+  }
+
+  // Applies panel `source` to block column `target`: interchanges and solve by columns, multiply by rows.
+  void update(vex_int t, const TeamMember& member, vex_int source, vex_int target) {
+    const vex_int top = offset(source), left = offset(target), rows = pivots(source), columns = width(target);
+    const Share own = member.share(columns);
+    const MatrixView panel = a_.block(top, top, a_.rows - top, rows);
+    if (own.length > 0) {
+      xlaswp({a_.col(left + own.start), a_.rows, own.length, a_.ld}, row_walk(top + 1, top + rows, ipiv_, 1));
+      clock_.lap(t, Phase::interchange);
+      blas::xtrsm(blas::Side::left, blas::Uplo::lower, blas::Trans::no, blas::Diag::unit, 1.0,
+                  panel.block(0, 0, rows, rows), a_.block(top, left + own.start, rows, own.length));
+      clock_.lap(t, Phase::solve);
+    }
+    const Share below = member.share(a_.rows - top - rows, row_granule);
+    member.meet();
+    clock_.lap(t, Phase::wait_in_team);
+    if (below.length > 0) {
+      const vex_int first = top + rows + below.start;
+      blas::xgemm(blas::Trans::no, blas::Trans::no, -1.0, a_.block(first, top, below.length, rows),
+                  a_.block(top, left, rows, columns), 1.0, a_.block(first, left, below.length, columns));
+      clock_.lap(t, Phase::multiply);
+    }
+    // Nobody goes on, or commits, while a member still updates.
+    member.meet();
+    clock_.lap(t, Phase::wait_in_team);
+  }
+
+  MatrixView a_;
+  vex_int* ipiv_;
+  ParallelPlan plan_;
+  Clock& clock_;
+  vex_int threads_ = 0, last_diagonal_ = 0;
+  vex_lapack_nb_dist panels_{};
+  ThreadTeamContext teams_{};
+  TaskGraph dag_{};
+  TeamRecord* records_ = nullptr;
+  service::CounterBarrier everybody_;
+  std::atomic<vex_int> first_zero_{no_zero};
+};
+
+// The whole of it; false, with the matrix untouched, when memory for the schedule is out.
+template <typename Clock>
+bool run_in_parallel(MatrixView a, vex_int* ipiv, vex_int& info, const ParallelPlan& plan,
+                     vex_int max_threads, Clock& clock) {
+  ParallelRun<Clock> run(a, ipiv, plan, clock);
+  bool ready = false;
+#pragma omp parallel num_threads(static_cast <int>(plan.threads))
+  {
+#pragma omp single
+    ready = run.prepare(omp_get_num_threads());
+    clock.lap(omp_get_thread_num(), Phase::prepare);
+    if (ready) run.work(omp_get_thread_num());
+  }
+  if (!ready) return false;
+  if (run.failed()) {
+    info = info_not_finished;
+    return true;
+  }
+  info = run.info();
+#pragma omp parallel for num_threads(static_cast <int>(max_threads)) schedule(dynamic, 1)
+  for (vex_int j = 0; j < run.last_diagonal(); ++j) run.interchange_left(omp_get_thread_num(), j);
+  return true;
+}
+
+}  // namespace vex::lapack
