@@ -99,11 +99,30 @@ void calc_nthr_3d_avx512(vex_int d1, vex_int d2, vex_int d3, ThreadState* state)
   }
 }
 
+namespace {
+
+// Sizes at which another driver becomes the better one.
+constexpr vex_int narrow = 378, middle = 1304, large = 1537, very_large = 3073;
+
+Driver driver_for(vex_int m, vex_int n, const ThreadState& state) {
+  const int threads = state.chosen;
+  if (m <= 96 && n >= middle) return Driver::grid_b_at_source;
+  if (n <= narrow && m >= threads * narrow / 2) return Driver::row_1d;
+  if (m <= narrow && n >= threads * narrow / 2) return Driver::column_1d;
+  if (m < middle && n < middle) return Driver::grid_private;
+  if (n >= very_large && m < large) return Driver::columns_a_shared;
+  if (m >= very_large && n < large) return Driver::rows_b_shared;
+  return Driver::grid_both_shared;
+}
+
+}  // namespace
+
 void set_thread_opts(vex_int m, vex_int n, vex_int, ThreadState* state) {
   if (state->path == 7)
     calc_nthr_3d_avx512(m, n, 1, state);
   else
     calc_nthr_3d_avx2(m, n, 1, state);
+  state->driver = driver_for(m, n, *state);
 }
 
 Share share_1d(vex_int extent, const RangeRecord& range) {

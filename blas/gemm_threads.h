@@ -6,11 +6,23 @@
 
 namespace vex::blas {
 
+// See gemm_drivers.h.
+enum class Driver : int {
+  row_1d,
+  column_1d,
+  grid_private,
+  grid_b_at_source,
+  columns_a_shared,
+  rows_b_shared,
+  grid_both_shared
+};
+
 struct ThreadState {
   int path;     // code-path number
   int maximum;  // threads allowed
   int chosen;
-  int parts[3];  // grid: along d1, d2, d3
+  int parts[3] = {1, 1, 1};  // grid: along d1, d2, d3
+  Driver driver = Driver::grid_private;
 };
 
 // Stores the thread count of an m x n multiply of depth k in state.chosen.
@@ -21,7 +33,7 @@ void thread_checker(vex_int m, vex_int n, vex_int k, ThreadState* state);
 void calc_nthr_3d_avx2(vex_int d1, vex_int d2, vex_int d3, ThreadState* state);
 void calc_nthr_3d_avx512(vex_int d1, vex_int d2, vex_int d3, ThreadState* state);
 
-// Chooses state.parts for the sizes of a call on the path of the state.
+// Chooses state.driver and state.parts for the sizes of a call on the path of the state.
 void set_thread_opts(vex_int m, vex_int n, vex_int k, ThreadState* state);
 
 enum class ShareMode : int { ceiling = 0, even = 1, granular = 2 };

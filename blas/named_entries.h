@@ -14,8 +14,12 @@ vex::blas::IdamaxFunction vex_blas_idamax;
 vex::blas::DcopyFunction vex_blas_dcopy;
 vex::blas::DscalFunction vex_blas_dscal;
 
+// Checks nothing, may use threads: a product with m, n or k equal to 1.
+vex::blas::DgemmFunction vex_blas_dgemmger;
+
 // Checks nothing, runs on the calling thread.
 vex::blas::DgemmFunction vex_blas_xdgemm;
+vex::blas::DgemmFunction vex_blas_xdgemmger;
 vex::blas::DtrsmFunction vex_blas_xdtrsm;
 vex::blas::DtrsvFunction vex_blas_xdtrsv;
 vex::blas::DgemvFunction vex_blas_xdgemv;
@@ -25,4 +29,8 @@ vex::blas::DcopyFunction vex_blas_xdcopy;
 vex::blas::DscalFunction vex_blas_xdscal;
 vex::blas::DswapFunction vex_blas_xdswap;
 vex::blas::DdotFunction vex_blas_xddot;
+
+// Checks nothing. The path's own way to share a product among *threads threads: 1 when it has done it, 0 when
+// it has none.
+vex::blas::DgemmParallelFunction vex_blas_xdgemm_par;
 }

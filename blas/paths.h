@@ -4,6 +4,10 @@
 
 #include "service/types.h"
 
+namespace vex::blas::engine {
+struct PathEngine;
+}
+
 namespace vex::blas {
 
 namespace engine {
@@ -16,6 +20,11 @@ using DgemmFunction = void(const char* trans_a, const char* trans_b, const vex_i
                            const vex_int* k, const double* alpha, const double* a, const vex_int* lda,
                            const double* b, const vex_int* ldb, const double* beta, double* c,
                            const vex_int* ldc, vex_int trans_a_length, vex_int trans_b_length);
+using DgemmParallelFunction = int(const char* trans_a, const char* trans_b, const vex_int* m,
+                                  const vex_int* n, const vex_int* k, const double* alpha, const double* a,
+                                  const vex_int* lda, const double* b, const vex_int* ldb, const double* beta,
+                                  double* c, const vex_int* ldc, const int* threads);
+using PathEngineFunction = const engine::PathEngine*();
 using DtrsmFunction = void(const char* side, const char* uplo, const char* trans, const char* diag,
                            const vex_int* m, const vex_int* n, const double* alpha, const double* a,
                            const vex_int* lda, double* b, const vex_int* ldb, vex_int side_length,
@@ -45,6 +54,15 @@ vex::blas::EngineFunction vex_blas_def_engine, vex_blas_cnr_def_engine, vex_blas
     vex_blas_avx2_engine, vex_blas_avx512_engine;
 vex::blas::DgemmFunction vex_blas_def_xdgemm, vex_blas_cnr_def_xdgemm, vex_blas_mc3_xdgemm,
     vex_blas_avx2_xdgemm, vex_blas_avx512_xdgemm;
+// Products with m, n or k equal to 1.
+vex::blas::DgemmFunction vex_blas_def_xdgemmger, vex_blas_cnr_def_xdgemmger, vex_blas_mc3_xdgemmger,
+    vex_blas_avx2_xdgemmger, vex_blas_avx512_xdgemmger;
+// Products with a transposed A, a plain B and at most 15 columns; the letters are not looked at.
+vex::blas::DgemmFunction vex_blas_avx512_dgemm_narrow;
+vex::blas::DgemmParallelFunction vex_blas_def_xdgemm_par, vex_blas_cnr_def_xdgemm_par,
+    vex_blas_mc3_xdgemm_par, vex_blas_avx2_xdgemm_par, vex_blas_avx512_xdgemm_par;
+vex::blas::PathEngineFunction vex_blas_def_dgemm_operations, vex_blas_cnr_def_dgemm_operations,
+    vex_blas_mc3_dgemm_operations, vex_blas_avx2_dgemm_operations, vex_blas_avx512_dgemm_operations;
 vex::blas::DtrsmFunction vex_blas_def_xdtrsm, vex_blas_cnr_def_xdtrsm, vex_blas_mc3_xdtrsm,
     vex_blas_avx2_xdtrsm, vex_blas_avx512_xdtrsm;
 vex::blas::DtrsmFunction vex_blas_def_xdtrsm_v1, vex_blas_cnr_def_xdtrsm_v1, vex_blas_mc3_xdtrsm_v1,

@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <set>
 #include <string>
 
 #include "blas/avx2/constants.h"
 #include "blas/avx512/constants.h"
 #include "blas/dispatch.h"
 #include "blas/gemm_threads.h"
+#include "blas/narrow.h"
 #include "tests/support/fresh_process.h"
 
 namespace vex::test {
@@ -18,7 +20,7 @@ using namespace blas;
 
 TEST(Threads, CountForAWorkEstimateOffTheRule) {
   const auto count = [](int path, int maximum, vex_int m, vex_int n, vex_int k) {
-    ThreadState state{path, maximum, 0, {}};
+    ThreadState state{path, maximum, 0};
     thread_checker(m, n, k, &state);
     return state.chosen;
   };
@@ -41,11 +43,44 @@ TEST(Threads, GridDoesNotMultiplyUpToTheThreads) {
       for (vex_int d2 : {1, 479, 960, 5000})
         for (vex_int d3 : {1, 400, 100000})
           for (const auto split : {calc_nthr_3d_avx2, calc_nthr_3d_avx512}) {
-            ThreadState state{5, threads, threads, {}};
+            ThreadState state{5, threads, threads};
             split(d1, d2, d3, &state);
             ASSERT_EQ(state.parts[0] * state.parts[1] * state.parts[2], threads);
             ASSERT_TRUE(d3 > 1 || state.parts[2] == 1);
           }
+}
+
+TEST(Threads, DriverNeverChosenOrGridOfOtherSize) {
+  for (int path : {0, 5, 7})
+    for (int threads : {2, 6, 16}) {
+      std::set<Driver> chosen;
+      for (vex_int m : {30, 90, 300, 900, 1400, 3000, 9000})
+        for (vex_int n : {30, 90, 300, 900, 1400, 3000, 9000}) {
+          ThreadState state{path, threads, threads};
+          set_thread_opts(m, n, 500, &state);
+          ASSERT_EQ(state.parts[0] * state.parts[1] * state.parts[2], threads);
+          chosen.insert(state.driver);
+        }
+      EXPECT_EQ(chosen.size(), 7u) << path << ' ' << threads;
+    }
+}
+
+TEST(Threads, ProductTakenForNarrowByMistake) {
+  const NarrowOptions none{}, two{true, true, false}, all{true, true, true};
+  const struct {
+    int path;
+    const char* letters;
+    vex_int n;
+    NarrowOptions options;
+    bool suits;
+  } cases[] = {{7, "TN", 15, none, true},  {7, "tn", 15, two, true},  {7, "CN", 1, none, true},
+               {7, "TN", 16, none, false}, {7, "TN", 4, all, false},  {7, "TN", 3, all, true},
+               {7, "TN", 1, all, false},   {7, "NN", 4, none, false}, {7, "TT", 4, none, false},
+               {6, "TN", 2, none, true},   {6, "TN", 3, all, true},   {6, "TN", 4, none, false},
+               {5, "TN", 2, none, false},  {3, "TN", 2, none, false}};
+  for (const auto& c : cases)
+    EXPECT_EQ(suits_narrow(c.path, c.letters, c.letters + 1, c.n, c.options), c.suits)
+        << c.path << c.letters << c.n;
 }
 
 TEST(Threads, SharesOverlapOrLeaveGaps) {

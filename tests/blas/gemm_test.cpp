@@ -119,25 +119,6 @@ TEST_P(Gemm, NanOrInfinityLostOrInvented) {
     }
 }
 
-TEST(GemmFrontEnd, BitsDependOnTheThreadCount) {
-  std::mt19937_64 random(5);
-  for (const auto& [m, n, k] : {std::array<vex_int, 3>{301, 209, 400}, {1025, 64, 33}, {40, 1500, 130}}) {
-    Matrix a(m, k, m + 1), b(k, n, k), c(m, n, m);
-    a.fill(random), b.fill(random);
-    std::vector<double> first;
-    for (int threads : {1, 2, 3, 4, 6, 8}) {
-      const int before = vex_serv_set_num_threads_local(threads);
-      c.fill(0.25);
-      blas::gemm(blas::Trans::no, blas::Trans::no, -1, {a.data(), m, k, a.ld}, {b.data(), k, n, k}, 1,
-                 {c.data(), m, n, m});
-      vex_serv_set_num_threads_local(before);
-      if (threads == 1) first = c.values();
-      ASSERT_EQ(first, c.values()) << threads;
-      ASSERT_TRUE(c.surroundings_untouched());
-    }
-  }
-}
-
 vex_int reported;
 void note_error(const char* name, const vex_int* code, vex_int) {
   EXPECT_EQ(std::strncmp(name, "DGEMM ", 6), 0);

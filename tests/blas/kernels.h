@@ -16,7 +16,7 @@ namespace vex::test {
 struct PathRoutines {
   const char* name;
   blas::EngineFunction* engine;
-  blas::DgemmFunction* gemm;
+  blas::DgemmFunction *gemm, *gemmger;
   blas::DtrsmFunction *trsm, *trsm_v1;
   blas::DtrsvFunction* trsv;
   blas::DgemvFunction* gemv;

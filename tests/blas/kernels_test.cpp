@@ -6,23 +6,24 @@ namespace vex::test {
 namespace {
 
 constexpr PathRoutines all_paths[] = {
-    {"def", vex_blas_def_engine, vex_blas_def_xdgemm, vex_blas_def_xdtrsm, vex_blas_def_xdtrsm_v1,
-     vex_blas_def_xdtrsv, vex_blas_def_xdgemv, vex_blas_def_xdger, vex_blas_def_xidamax, vex_blas_def_xdcopy,
-     vex_blas_def_xdscal, vex_blas_def_xdswap, vex_blas_def_xddot},
-    {"cnr_def", vex_blas_cnr_def_engine, vex_blas_cnr_def_xdgemm, vex_blas_cnr_def_xdtrsm,
-     vex_blas_cnr_def_xdtrsm_v1, vex_blas_cnr_def_xdtrsv, vex_blas_cnr_def_xdgemv, vex_blas_cnr_def_xdger,
-     vex_blas_cnr_def_xidamax, vex_blas_cnr_def_xdcopy, vex_blas_cnr_def_xdscal, vex_blas_cnr_def_xdswap,
-     vex_blas_cnr_def_xddot},
-    {"mc3", vex_blas_mc3_engine, vex_blas_mc3_xdgemm, vex_blas_mc3_xdtrsm, vex_blas_mc3_xdtrsm_v1,
-     vex_blas_mc3_xdtrsv, vex_blas_mc3_xdgemv, vex_blas_mc3_xdger, vex_blas_mc3_xidamax, vex_blas_mc3_xdcopy,
-     vex_blas_mc3_xdscal, vex_blas_mc3_xdswap, vex_blas_mc3_xddot},
-    {"avx2", vex_blas_avx2_engine, vex_blas_avx2_xdgemm, vex_blas_avx2_xdtrsm, vex_blas_avx2_xdtrsm_v1,
-     vex_blas_avx2_xdtrsv, vex_blas_avx2_xdgemv, vex_blas_avx2_xdger, vex_blas_avx2_xidamax,
-     vex_blas_avx2_xdcopy, vex_blas_avx2_xdscal, vex_blas_avx2_xdswap, vex_blas_avx2_xddot},
-    {"avx512", vex_blas_avx512_engine, vex_blas_avx512_xdgemm, vex_blas_avx512_xdtrsm,
-     vex_blas_avx512_xdtrsm_v1, vex_blas_avx512_xdtrsv, vex_blas_avx512_xdgemv, vex_blas_avx512_xdger,
-     vex_blas_avx512_xidamax, vex_blas_avx512_xdcopy, vex_blas_avx512_xdscal, vex_blas_avx512_xdswap,
-     vex_blas_avx512_xddot}};
+    {"def", vex_blas_def_engine, vex_blas_def_xdgemm, vex_blas_def_xdgemmger, vex_blas_def_xdtrsm,
+     vex_blas_def_xdtrsm_v1, vex_blas_def_xdtrsv, vex_blas_def_xdgemv, vex_blas_def_xdger,
+     vex_blas_def_xidamax, vex_blas_def_xdcopy, vex_blas_def_xdscal, vex_blas_def_xdswap, vex_blas_def_xddot},
+    {"cnr_def", vex_blas_cnr_def_engine, vex_blas_cnr_def_xdgemm, vex_blas_cnr_def_xdgemmger,
+     vex_blas_cnr_def_xdtrsm, vex_blas_cnr_def_xdtrsm_v1, vex_blas_cnr_def_xdtrsv, vex_blas_cnr_def_xdgemv,
+     vex_blas_cnr_def_xdger, vex_blas_cnr_def_xidamax, vex_blas_cnr_def_xdcopy, vex_blas_cnr_def_xdscal,
+     vex_blas_cnr_def_xdswap, vex_blas_cnr_def_xddot},
+    {"mc3", vex_blas_mc3_engine, vex_blas_mc3_xdgemm, vex_blas_mc3_xdgemmger, vex_blas_mc3_xdtrsm,
+     vex_blas_mc3_xdtrsm_v1, vex_blas_mc3_xdtrsv, vex_blas_mc3_xdgemv, vex_blas_mc3_xdger,
+     vex_blas_mc3_xidamax, vex_blas_mc3_xdcopy, vex_blas_mc3_xdscal, vex_blas_mc3_xdswap, vex_blas_mc3_xddot},
+    {"avx2", vex_blas_avx2_engine, vex_blas_avx2_xdgemm, vex_blas_avx2_xdgemmger, vex_blas_avx2_xdtrsm,
+     vex_blas_avx2_xdtrsm_v1, vex_blas_avx2_xdtrsv, vex_blas_avx2_xdgemv, vex_blas_avx2_xdger,
+     vex_blas_avx2_xidamax, vex_blas_avx2_xdcopy, vex_blas_avx2_xdscal, vex_blas_avx2_xdswap,
+     vex_blas_avx2_xddot},
+    {"avx512", vex_blas_avx512_engine, vex_blas_avx512_xdgemm, vex_blas_avx512_xdgemmger,
+     vex_blas_avx512_xdtrsm, vex_blas_avx512_xdtrsm_v1, vex_blas_avx512_xdtrsv, vex_blas_avx512_xdgemv,
+     vex_blas_avx512_xdger, vex_blas_avx512_xidamax, vex_blas_avx512_xdcopy, vex_blas_avx512_xdscal,
+     vex_blas_avx512_xdswap, vex_blas_avx512_xddot}};
 
 bool runs_here(std::string_view path) {
   if (path == "avx512")

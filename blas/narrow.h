@@ -1,0 +1,29 @@
+// The narrow path: products with few columns and a transposed left operand, cut into stripes of rows.
+#pragma once
+
+#include "blas/gemm_product.h"
+#include "blas/gemm_threads.h"
+
+namespace vex::blas {
+
+// What a call looks like beyond its letters and n.
+struct NarrowOptions {
+  bool several_slices;  // k is more than one slice of the inner dimension
+  bool short_stripes;   // a thread's rows are fewer than one tile's
+  bool scaled;          // alpha is neither 1 nor -1
+};
+
+// Whether the narrow kernels take a product on code path `path`. When all three options hold, a stripe's
+// share of the costs that do not depend on its height (a scaled copy of B for each slice) is the largest, and
+// only the narrowest products, for which the packed engine runs mostly empty tiles, still gain.
+bool suits_narrow(int path, const char* trans_a, const char* trans_b, vex_int n,
+                  const NarrowOptions& options);
+
+// 1 when the narrow kernels have done the whole product, on state.maximum threads of a parallel region; 0
+// when the caller must go on.
+int use_smalln_kernels(const Product& product, const ThreadState& state);
+
+// The product in `stripes` stripes of `rows` rows of C, the last one the rest, on as many threads.
+void omp_driver_stripes(const Product& product, vex_int rows, int stripes);
+
+}  // namespace vex::blas
