@@ -40,7 +40,9 @@ struct GraphSettings {
   vex_int teams;                // K
   vex_int depth_limit;          // look-ahead depth, 0 for none; 1 would make a panel wait for itself
   vex_int panel_team_early, update_team_early, panel_team_late, update_team_late;
-  vex_int hints;          // bit 1 binds block columns to teams, bit 0 reserves panel tasks for team 0
+  // Bit 1 binds block columns to teams, bit 0 reserves panel tasks for team 0. Binding is for teams of a
+  // single group: a column whose owner needs others to join it might wait for ever.
+  vex_int hints;
   double early_fraction;  // of the panels, for the early team sizes
 };
 

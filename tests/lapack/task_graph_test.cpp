@@ -1,161 +1,167 @@
-// Drives the task graph with a model that computes nothing: simulated teams take and finish tasks in random
-// order, and a ledger knows what an LU factorization needs to have happened before each of them.
+// Drives the task graph and the search for teams with a model that computes nothing: teams form, and finish
+// in random order, and a ledger knows what an LU factorization needs to have happened before each task.
 #include "lapack/task_graph.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
+#include "lapack/task_callbacks.h"
+#include "lapack/thread_team.h"
+
 namespace {
 
-using vex::lapack::Task;
-using vex::lapack::TaskGraph;
+using namespace vex::lapack;
 
-struct Shape {
-  vex_int panels, last_diagonal, teams, depth, hints;
+struct Scenario {
+  vex_int threads, panels, last_diagonal, depth, hints;
+  vex_int p0, p11, p1, p12;
+  vex_int fail_at = -1;  // the panel that reports failure
 };
 
 // What has been done to each block column, and what a task may rely on.
 class Ledger {
  public:
-  explicit Ledger(const Shape& shape)
-      : shape_(shape),
-        applied_(size(), 0),
-        factored_(size(), false),
-        busy_(size(), false),
-        readers_(size(), 0) {
-    factored_[0] = true;
-  }
+  explicit Ledger(const Scenario& run)
+      : run_(run),
+        size_(static_cast<std::size_t>(run.panels)),
+        applied_(size_),
+        readers_(size_),
+        busy_(size_) {}
 
-  void claim(const Task& task) {
-    const auto source = index(task.source), target = index(task.target);
-    EXPECT_FALSE(busy_[target]) << "column " << task.target << " touched by two teams at once";
-    EXPECT_TRUE(factored_[source]) << "column " << task.target << " updated with an unfinished panel "
-                                   << task.source;
-    EXPECT_EQ(applied_[target], task.source) << "column " << task.target << " updated out of order";
-    const bool panel = task.kind == vex::lapack::task_panel;
-    EXPECT_EQ(panel, task.target == task.source + 1 && task.target <= shape_.last_diagonal);
-    if (panel && shape_.depth > 0 && task.target >= shape_.depth) {
-      const vex_int oldest = task.target - shape_.depth;
-      EXPECT_EQ(readers_[index(oldest)], shape_.panels - 1 - oldest)
-          << "panel " << task.target << " too far ahead";
+  void claim(const Task& task, vex_int team_size) {
+    const auto source = static_cast<std::size_t>(task.source), target = static_cast<std::size_t>(task.target);
+    ASSERT_LT(target, size_);
+    EXPECT_FALSE(busy_[target]) << "column " << target << " touched by two teams at once";
+    EXPECT_TRUE(applied_[source] == task.source && !busy_[source])
+        << "panel " << source << " is not factored";
+    EXPECT_EQ(applied_[target], task.source) << "column " << target << " updated out of order";
+    const bool panel = task.kind == task_panel, late = 2 * task.source > run_.panels;
+    EXPECT_EQ(panel, task.target == task.source + 1 && task.target <= run_.last_diagonal);
+    EXPECT_EQ(team_size, panel ? (late ? run_.p1 : run_.p0) : late ? run_.p12 : run_.p11);
+    if (panel && run_.depth > 0 && task.target >= run_.depth) {
+      const vex_int oldest = task.target - run_.depth;
+      EXPECT_EQ(readers_[static_cast<std::size_t>(oldest)], run_.panels - 1 - oldest)
+          << "panel " << target << " too far ahead";
     }
     busy_[target] = true;
   }
 
   void finish(const Task& task) {
-    const auto target = index(task.target);
-    busy_[target] = false;
-    ++applied_[target];
-    ++readers_[index(task.source)];
-    if (task.kind == vex::lapack::task_panel) factored_[target] = true;
+    busy_[static_cast<std::size_t>(task.target)] = false;
+    ++applied_[static_cast<std::size_t>(task.target)];
+    ++readers_[static_cast<std::size_t>(task.source)];
   }
 
   void expect_complete() const {
-    for (vex_int j = 0; j < shape_.panels; ++j) {
-      EXPECT_EQ(applied_[index(j)], std::min(j, shape_.last_diagonal + 1)) << "column " << j;
-      EXPECT_TRUE(factored_[index(j)] || j > shape_.last_diagonal) << "panel " << j;
-    }
+    for (std::size_t j = 0; j < size_; ++j)
+      EXPECT_EQ(applied_[j], std::min(static_cast<vex_int>(j), run_.last_diagonal + 1)) << "column " << j;
   }
 
  private:
-  std::size_t size() const { return index(shape_.panels); }
-  static std::size_t index(vex_int i) { return static_cast<std::size_t>(i); }
-
-  Shape shape_;
-  std::vector<vex_int> applied_;
-  std::vector<bool> factored_, busy_;
-  std::vector<vex_int> readers_;
+  Scenario run_;
+  std::size_t size_;
+  std::vector<vex_int> applied_, readers_;
+  std::vector<char> busy_;
 };
 
-// Runs the graph to its end; gives up, and says so, when no team can go on.
-void run_to_the_end(const Shape& shape, unsigned seed) {
-  SCOPED_TRACE(testing::Message() << "N " << shape.panels << " L " << shape.last_diagonal << " K "
-                                  << shape.teams << " depth " << shape.depth << " hints " << shape.hints
-                                  << " seed " << seed);
+// Runs to the end, or to the failure; says so when no team can go on.
+void run_to_the_end(const Scenario& run, unsigned seed) {
+  SCOPED_TRACE(testing::Message() << "P " << run.threads << " N " << run.panels << " L " << run.last_diagonal
+                                  << " depth " << run.depth << " hints " << run.hints << " teams " << run.p0
+                                  << ' ' << run.p11 << ' ' << run.p1 << ' ' << run.p12 << " fails "
+                                  << run.fail_at);
+  const vex_int size = find_nthr_sub_team(run.threads, run.p0, run.p11, run.p1, run.p12);
+  ThreadTeamContext ctx;
   TaskGraph dag;
-  ASSERT_EQ(0, vex_lapack_cdag1d_team_init(&dag, shape.panels, shape.last_diagonal, shape.teams, shape.depth,
-                                           1, 1, 1, 1, shape.hints, 0.5));
-  Ledger ledger(shape);
+  ASSERT_EQ(0,
+            vex_lapack_thread_team_ctxt_init(
+                &ctx, run.threads, size, thread_team_ctxt_get_task_callback, thread_team_ctxt_commit_callback,
+                run.hints & hint_bind_columns ? thread_team_ctxt_thread_for_task_hint : nullptr));
+  ASSERT_EQ(0, vex_lapack_cdag1d_team_init(&dag, run.panels, run.last_diagonal, ctx.groups, run.depth, run.p0,
+                                           run.p11, run.p1, run.p12, run.hints, 0.5));
+  std::vector<TeamTask> records(static_cast<std::size_t>(ctx.groups), TeamTask{&dag, {}});
+  TaskSource source{&dag, records.data(), sizeof(TeamTask)};
+  Ledger ledger(run);
   std::mt19937 random(seed);
-  std::vector<Task> working(static_cast<std::size_t>(shape.teams));
-  for (Task& task : working) task.kind = vex::lapack::task_not_now;
-  std::size_t ended = 0;
-  int refusals = 0;
-  while (ended < working.size() && !testing::Test::HasFailure()) {
-    const std::size_t team = random() % working.size();
-    Task& task = working[team];
-    if (task.kind == vex::lapack::task_end) continue;
-    if (task.kind == vex::lapack::task_update || task.kind == vex::lapack::task_panel) {
-      ledger.finish(task);
-      vex_lapack_cdag1d_commit_task(&dag, &task);
-      task.kind = vex::lapack::task_not_now;
+  std::vector<std::vector<vex_int>> working;  // the groups of each team, the leading one first
+  std::vector<char> taken(static_cast<std::size_t>(ctx.groups));
+  vex_int ended = 0, refusals = 0;
+  for (vex_int g = 0; g < ctx.groups; ++g) declare_idle(ctx, ctx.group[g]);
+  while (ended < ctx.groups && !testing::Test::HasFailure()) {
+    const vex_int first = random() % 4 == 0 && !working.empty() ? -1 : try_form_team(ctx, &source);
+    if (first >= 0) {
+      const Task task = static_cast<TeamTask*>(ctx.group[first].record)->task;
+      std::vector<vex_int> team(static_cast<std::size_t>(ctx.group[first].groups_in_team), -1);
+      for (vex_int g = 0; g < ctx.groups; ++g) {
+        const ThreadGroup& group = ctx.group[g];
+        if (group.state != GroupState::assigned || group.master != first * size || group.record == nullptr)
+          continue;
+        EXPECT_FALSE(taken[static_cast<std::size_t>(g)]++) << "group " << g << " in two teams";
+        ASSERT_LT(group.rank, static_cast<vex_int>(team.size()));
+        team[static_cast<std::size_t>(group.rank)] = g;
+      }
+      EXPECT_TRUE(team[0] == first && std::count(team.begin(), team.end(), -1) == 0)
+          << "ranks twice or missing";
+      if (task.kind == task_end) {
+        ended += ctx.group[first].groups_in_team;
+        continue;
+      }
+      if (task.kind == task_not_for_this_team) {
+        EXPECT_NE(run.hints, 0);
+        ASSERT_LT(++refusals, 100000) << "the team that may go on is never asked";
+      } else {
+        refusals = 0;
+        EXPECT_FALSE(has_failed(dag)) << "work given out after a failure";
+        EXPECT_TRUE(!(run.hints & hint_reserve_panels) || task.kind != task_panel || first == 0);
+        ledger.claim(task, static_cast<vex_int>(team.size()) * size);
+      }
+      working.push_back(team);
       continue;
     }
-    const vex_int kind = vex_lapack_cdag1d_probe_task(&dag, &task, static_cast<vex_int>(team));
-    if (kind == vex::lapack::task_end) ++ended;
-    if (kind != vex::lapack::task_update && kind != vex::lapack::task_panel) {
-      ASSERT_LT(++refusals, 1000000) << "no team can go on";
-      continue;
+    ASSERT_FALSE(working.empty()) << "no team can go on";
+    std::swap(working[random() % working.size()], working.back());
+    const Task task = static_cast<TeamTask*>(ctx.group[working.back()[0]].record)->task;
+    if (task.kind != task_not_for_this_team) ledger.finish(task);
+    if (task.kind == task_panel && task.target == run.fail_at) mark_failed(dag);
+    for (const vex_int g : working.back()) {
+      taken[static_cast<std::size_t>(g)] = 0;
+      vex_lapack_thread_team_ctxt_commit_task(&ctx, g * size, 0);
+      declare_idle(ctx, ctx.group[g]);
     }
-    refusals = 0;
-    vex_lapack_cdag1d_get_probed_task(&dag, &task);
-    ledger.claim(task);
+    working.pop_back();
   }
-  ledger.expect_complete();
+  if (run.fail_at < 0) ledger.expect_complete();
   vex_lapack_cdag1d_destroy(&dag);
+  vex_lapack_thread_team_ctxt_destroy(&ctx);
 }
 
-TEST(TaskGraph, EveryUpdateOnceInOrderAndTheRunEnds) {
-  unsigned seed = 1;
-  for (const vex_int panels : {1, 2, 3, 4, 7, 20, 61})
-    for (const vex_int last : {panels - 1, panels - 2, panels / 2, vex_int{0}})
-      for (const vex_int teams : {1, 2, 3, 8, 70})
-        for (const vex_int depth : {0, 2, 3})
-          for (const vex_int hints : {0, 2})
-            if (last >= 0 && last < panels) run_to_the_end({panels, last, teams, depth, hints}, seed++);
-}
-
-TEST(TaskGraph, LargeRunsEnd) {
-  run_to_the_end({500, 499, 256, 2, 0}, 1);
-  run_to_the_end({500, 499, 16, 2, 2}, 2);
-  run_to_the_end({500, 250, 256, 0, 0}, 3);
-}
-
-TEST(TaskGraph, ReservedPanelTasksGoToTeamZero) {
-  TaskGraph dag;
-  ASSERT_EQ(0, vex_lapack_cdag1d_team_init(&dag, 4, 3, 2, 0, 1, 1, 1, 1, 1, 0.5));
-  Task task;
-  EXPECT_EQ(vex_lapack_cdag1d_probe_task(&dag, &task, 1), vex::lapack::task_not_for_this_team);
-  EXPECT_EQ(vex_lapack_cdag1d_probe_task(&dag, &task, 0), vex::lapack::task_panel);
-  vex_lapack_cdag1d_destroy(&dag);
-}
-
-TEST(TaskGraph, FailureEndsEveryProbe) {
-  TaskGraph dag;
-  ASSERT_EQ(0, vex_lapack_cdag1d_team_init(&dag, 10, 9, 2, 2, 1, 1, 1, 1, 0, 0.5));
-  Task task;
-  ASSERT_EQ(vex_lapack_cdag1d_probe_task(&dag, &task, 0), vex::lapack::task_panel);
-  vex::lapack::mark_failed(dag);
-  EXPECT_EQ(vex_lapack_cdag1d_probe_task(&dag, &task, 0), vex::lapack::task_end);
-  EXPECT_EQ(vex_lapack_cdag1d_team_size(&dag, &task, 5), 5);
-  vex_lapack_cdag1d_destroy(&dag);
-}
-
-TEST(TaskGraph, TeamSizesChangeAfterTheEarlyPanels) {
-  TaskGraph dag;
-  ASSERT_EQ(0, vex_lapack_cdag1d_team_init(&dag, 10, 9, 4, 0, 2, 4, 8, 16, 0, 0.3));
-  const auto size = [&](vex_int source, vex_int kind) {
-    const Task task{source, source + 1, kind, 0};
-    return vex_lapack_cdag1d_team_size(&dag, &task, 99);
-  };
-  EXPECT_EQ(size(3, vex::lapack::task_panel), 2);
-  EXPECT_EQ(size(4, vex::lapack::task_panel), 8);
-  EXPECT_EQ(size(3, vex::lapack::task_update), 4);
-  EXPECT_EQ(size(4, vex::lapack::task_update), 16);
-  EXPECT_EQ(size(0, vex::lapack::task_not_now), 99);
-  vex_lapack_cdag1d_destroy(&dag);
+TEST(TaskGraph, EveryUpdateOnceInOrderByOneTeamAndTheRunEnds) {
+  std::mt19937 random(1);
+  const auto pick = [&](const std::vector<vex_int>& from) { return from[random() % from.size()]; };
+  for (unsigned seed = 1; seed <= 300 && !HasFailure(); ++seed) {
+    Scenario run{pick({1, 2, 3, 4, 7, 8, 12, 28, 36, 56, 64, 256}),
+                 pick({1, 2, 3, 4, 7, 20, 61}),
+                 0,
+                 pick({0, 2, 3}),
+                 pick({0, hint_reserve_panels, hint_bind_columns}),
+                 1,
+                 1,
+                 1,
+                 1};
+    run.last_diagonal = std::max<vex_int>(0, pick({run.panels - 1, run.panels - 2, run.panels / 2, 0}));
+    for (vex_int* size : {&run.p0, &run.p11, &run.p1, &run.p12})
+      *size = std::min(run.threads, pick({1, 1, 2, 3, 4, 8, 16, 24, 32, 256}));
+    if (seed % 5 == 0 || run.hints == hint_bind_columns) run.p0 = run.p11 = run.p1 = run.p12 = 1;
+    if (seed % 7 == 0) run.fail_at = run.panels / 2;
+    run_to_the_end(run, seed);
+  }
+  if (HasFailure()) return;
+  run_to_the_end({256, 500, 499, 2, 0, 32, 16, 64, 16}, 1);
+  run_to_the_end({8, 500, 499, 2, hint_bind_columns, 1, 1, 1, 1}, 2);
+  run_to_the_end({256, 500, 250, 0, 0, 8, 8, 8, 8}, 3);
 }
 
 }  // namespace

@@ -111,17 +111,12 @@ class Model {
   std::atomic<int> faults_{0};
 };
 
-TEST(ThreadTeam, EveryUpdateOnceByOneTeamWhateverItsSize) {
+TEST(ThreadTeam, MembersSeeEachOthersWorkAndTheLastTeams) {
   for (const Scenario& run : {
-           Scenario{1, 12, 11, 0, 0, 1, 1, 1, 1},    //
-           Scenario{2, 30, 29, 2, 0, 1, 1, 1, 1},    //
-           Scenario{2, 30, 29, 2, 0, 2, 1, 2, 1},    //
-           Scenario{4, 30, 29, 2, 2, 1, 1, 1, 1},    // columns bound to teams
-           Scenario{4, 30, 12, 0, 0, 2, 1, 4, 2},    // wide: no panels after the 13th
-           Scenario{8, 25, 24, 2, 0, 4, 2, 8, 2},    // groups of two
-           Scenario{8, 25, 24, 0, 0, 8, 8, 8, 8},    // one team of everybody
-           Scenario{12, 20, 19, 2, 0, 6, 3, 12, 3},  //
-           Scenario{56, 12, 11, 2, 0, 8, 4, 8, 4},   // far more threads than cores
+           Scenario{2, 30, 29, 2, 0, 2, 1, 2, 1},   //
+           Scenario{4, 30, 29, 2, 2, 1, 1, 1, 1},   // columns bound to teams
+           Scenario{8, 25, 12, 2, 0, 4, 2, 8, 2},   // groups of two, and no panels after the 13th
+           Scenario{56, 12, 11, 2, 0, 8, 4, 8, 4},  // far more threads than cores
        }) {
     SCOPED_TRACE(testing::Message() << run.threads << " threads, " << run.panels << " panels, sizes "
                                     << run.p0 << ' ' << run.p11 << ' ' << run.p1 << ' ' << run.p12);
@@ -130,11 +125,9 @@ TEST(ThreadTeam, EveryUpdateOnceByOneTeamWhateverItsSize) {
 }
 
 TEST(ThreadTeam, FailureReleasesEveryThread) {
-  for (const vex_int fail_at : {1, 7}) {
-    Scenario run{8, 20, 19, 2, 0, 2, 2, 2, 2};
-    run.fail_at = fail_at;
-    Model(run).execute();
-  }
+  Scenario run{8, 20, 19, 2, 0, 2, 2, 2, 2};
+  run.fail_at = 7;
+  Model(run).execute();
 }
 
 TEST(ThreadTeam, GroupSizeDividesEveryCountAndPrefers24And18) {
