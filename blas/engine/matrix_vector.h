@@ -37,6 +37,14 @@ template <typename P, int N>
   }
 }
 
+// The same for a number of columns known only at run time, 1 to N.
+template <typename P, int N>
+[[gnu::always_inline]] inline void add_up_to_columns(vex_int columns, vex_int m, const double* a, vex_int lda,
+                                                     const double* x, double* y) {
+  if (columns == N) return add_columns<P, N>(m, a, lda, x, y);
+  if constexpr (N > 1) add_up_to_columns<P, N - 1>(columns, m, a, lda, x, y);
+}
+
 template <typename P>
 void multiply_vector_plain(vex_int m, vex_int n, double alpha, const double* a, vex_int lda, const double* x,
                            vex_int incx, double beta, double* y, vex_int incy) {
@@ -53,11 +61,7 @@ void multiply_vector_plain(vex_int m, vex_int n, double alpha, const double* a, 
     for (; alpha != 0 && j < n; j += group) {
       const vex_int columns = smaller(group, n - j);
       for (vex_int t = 0; t < columns; ++t) values[t] = alpha * x[(j + t) * incx];
-      if (columns == group)
-        add_columns<P, group>(rows, a + i + j * lda, lda, values, target);
-      else
-        for (vex_int t = 0; t < columns; ++t)
-          add_columns<P, 1>(rows, a + i + (j + t) * lda, lda, values + t, target);
+      add_up_to_columns<P, group>(columns, rows, a + i + j * lda, lda, values, target);
     }
     if (incy != 1)
       for (vex_int r = 0; r < rows; ++r) y[(i + r) * incy] = piece[r];
