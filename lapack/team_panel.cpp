@@ -18,6 +18,7 @@
 #include "blas/blas.h"
 #include "lapack/laswp.h"
 #include "lapack/machine_constants.h"
+#include "lapack/panel.h"
 #include "service/progress.h"
 #include "service/spin_lock.h"
 
@@ -145,6 +146,12 @@ class ColumnSteps {
   Share rows_;
 };
 
+vex_int factor_unblocked_alone(MatrixView a, vex_int* ipiv) {
+  vex_int info;
+  vex_lapack_dgetf2(&a.rows, &a.cols, a.data, &a.ld, ipiv, &info);
+  return info;
+}
+
 vex_int factor_unblocked_by_team(const TeamMember& member, MatrixView a, vex_int* ipiv) {
   const ColumnSteps steps(member, a);
   TeamRecord& record = *member.record;
@@ -201,7 +208,9 @@ void finish_block(const TeamMember& member, MatrixView a, vex_int c, vex_int wid
 }
 
 vex_int factor_recursively(const TeamMember& member, MatrixView a, vex_int* ipiv) {
-  if (a.cols <= unblocked_width) return factor_unblocked_by_team(member, a, ipiv);
+  if (a.cols <= unblocked_width) {
+    return member.size == 1 ? factor_unblocked_alone(a, ipiv) : factor_unblocked_by_team(member, a, ipiv);
+  }
   const vex_int width = block_width(a.cols);
   vex_int info = 0;
   for (vex_int c = 0; c < std::min(a.rows, a.cols); c += width) {
