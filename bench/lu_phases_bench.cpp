@@ -14,6 +14,7 @@
 #include "bench/support/samples.h"
 #include "lapack/parallel_run.h"
 #include "service/cpu_dispatch.h"
+#include "service/reproducibility.h"
 
 namespace {
 
@@ -51,9 +52,16 @@ class LapClock {
 };
 
 // The tuning parameters that an option of the same name replaces. All combinations of the lists are run.
-constexpr const char* parameter_names[] = {"nb0",  "nb1",  "nb_switch", "fts0",
-                                           "fts1", "uts0", "uts1",      "ts_switch"};
-constexpr std::size_t parameters = std::size(parameter_names);
+using lapack::TunedValues;
+constexpr struct {
+  const char* name;
+  vex_int TunedValues::*value;
+} parameter_list[] = {
+    {"nb0", &TunedValues::nb0},   {"nb1", &TunedValues::nb1},   {"nb_switch", &TunedValues::nb_switch},
+    {"fts0", &TunedValues::fts0}, {"fts1", &TunedValues::fts1}, {"ts_switch", &TunedValues::ts_switch},
+    {"uts0", &TunedValues::uts0}, {"uts1", &TunedValues::uts1},
+};
+constexpr std::size_t parameters = std::size(parameter_list);
 constexpr int as_tuned = -1;
 using Parameters = std::array<int, parameters>;
 
@@ -68,7 +76,7 @@ struct Options {
       "usage: lu_phases_bench [--orders 500,2000] [--threads 2] [--repeats 5]\n"
       "   and lists of values instead of the tuned ones:",
       stderr);
-  for (const char* name : parameter_names) std::fprintf(stderr, " --%s", name);
+  for (const auto& parameter : parameter_list) std::fprintf(stderr, " --%s", parameter.name);
   std::fputs("\n", stderr);
   std::exit(2);
 }
@@ -79,10 +87,11 @@ Options parse(int argc, char** argv) {
   for (int i = 1; i < argc; i += 2) {
     if (i + 1 == argc || std::strncmp(argv[i], "--", 2) != 0) usage();
     const char *name = argv[i] + 2, *value = argv[i + 1];
-    const auto known = std::find_if(std::begin(parameter_names), std::end(parameter_names),
-                                    [=](const char* parameter) { return !std::strcmp(name, parameter); });
-    if (known != std::end(parameter_names))
-      options.replaced[static_cast<std::size_t>(known - parameter_names)] = bench::number_list(value);
+    const auto known =
+        std::find_if(std::begin(parameter_list), std::end(parameter_list),
+                     [=](const auto& parameter) { return !std::strcmp(name, parameter.name); });
+    if (known != std::end(parameter_list))
+      options.replaced[static_cast<std::size_t>(known - parameter_list)] = bench::number_list(value);
     else if (!std::strcmp(name, "orders"))
       options.orders = bench::number_list(value);
     else if (!std::strcmp(name, "threads"))
@@ -95,22 +104,14 @@ Options parse(int argc, char** argv) {
   return options;
 }
 
-// The plan as the trees make it, with what has been replaced capped as theirs is.
-ParallelPlan plan_with(ParallelPlan plan, const Parameters& p, int threads) {
-  const auto replace = [&](vex_int& value, int parameter) {
-    if (p[static_cast<std::size_t>(parameter)] != as_tuned) value = p[static_cast<std::size_t>(parameter)];
-  };
-  if (p[0] != as_tuned) plan.nominal_width = plan.width = p[0];
-  replace(plan.width, 1);
-  plan.width = std::min(plan.width, plan.nominal_width);
-  if (p[2] != as_tuned) plan.width_switch = p[2] / 100.0;
-  replace(plan.early_panel, 3);
-  replace(plan.late_panel, 4);
-  replace(plan.early_update, 5);
-  replace(plan.late_update, 6);
-  if (p[7] != as_tuned) plan.team_switch = p[7] / 100.0;
-  plan.thread_hint = vex_serv_cpu_detect() >= 7 && plan.early_panel == 1 && plan.late_panel == 1 &&
-                     plan.early_update == 1 && plan.late_update == 1;
+// The plan of the trees' values, or of those that replace them, for all the threads.
+ParallelPlan plan_with(const Parameters& replaced, vex_int n, int threads) {
+  const int path = vex_serv_cpu_detect();
+  TunedValues values = lapack::tuned_values(path, threads, n, n);
+  for (std::size_t i = 0; i < parameters; ++i)
+    if (replaced[i] != as_tuned) values.*parameter_list[i].value = replaced[i];
+  ParallelPlan plan = lapack::plan_parallel(values, n, n, path, threads);
+  lapack::plan_sharing(plan, n, vex_serv_cbwr_get(1), vex_blas_get_kernel_api_version());
   plan.threads = threads;
   return plan;
 }
@@ -186,13 +187,12 @@ int main(int argc, char** argv) {
   std::printf(" %8s\n", "rest");
   for (const int n : options.orders) {
     Matrix matrix(n);
-    const ParallelPlan tuned = lapack::plan_parallel(n, n, vex_serv_cpu_detect(), options.threads);
     // Counts through all combinations like an odometer.
     std::array<std::size_t, parameters> at{};
     for (std::size_t wheel = 0; wheel < parameters;) {
       Parameters values;
       for (std::size_t i = 0; i < parameters; ++i) values[i] = options.replaced[i][at[i]];
-      measure(matrix, n, plan_with(tuned, values, options.threads), options);
+      measure(matrix, n, plan_with(values, n, options.threads), options);
       for (wheel = 0; wheel < parameters && ++at[wheel] == options.replaced[wheel].size(); ++wheel)
         at[wheel] = 0;
     }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "blas/internal_team.h"
 #include "lapack/getrf_parallel.h"
 #include "lapack/ilaenv.h"
 #include "lapack/lapack.h"
@@ -11,6 +12,7 @@
 #include "lapack/small/small.h"
 #include "lapack/tuning_trees.h"
 #include "service/cpu_dispatch.h"
+#include "service/reproducibility.h"
 #include "service/thread_count.h"
 #include "service/xerbla.h"
 
@@ -22,6 +24,11 @@ constexpr vex_int widest_tall_matrix = 4096;
 
 // From this code path on, single-thread teams keep to their own block columns, whose data their caches hold.
 constexpr int first_hinting_path = 7;
+
+// Below these rows a team packs panels for itself as cheaply as it waits for others.
+constexpr vex_int least_shared_rows = 2750;
+constexpr int sharing_kernels = 2;    // the first version of the kernels that multiplies from shared copies
+constexpr vex_int sharing_depth = 2;  // panels that have copies at a time
 
 template <typename Integer>
 int check_arguments(const Integer* m, const Integer* n, const Integer* lda, Integer* info) {
@@ -70,8 +77,17 @@ ParallelPlan plan_parallel(const TunedValues& tuned, vex_int m, vex_int n, int c
   return plan;
 }
 
+void plan_sharing(ParallelPlan& plan, vex_int m, int reproducibility_branch, int kernel_version) {
+  const int branch = reproducibility_branch;
+  plan.share_panels = (branch <= service::cbwr_auto || branch >= service::cbwr_avx2) &&
+                      kernel_version >= sharing_kernels && m >= least_shared_rows;
+  plan.depth_limit = plan.share_panels && branch != service::cbwr_off ? sharing_depth : 0;
+}
+
 ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_threads) {
-  return plan_parallel(tuned_values(code_path, max_threads, m, n), m, n, code_path, max_threads);
+  ParallelPlan plan = plan_parallel(tuned_values(code_path, max_threads, m, n), m, n, code_path, max_threads);
+  plan_sharing(plan, m, vex_serv_cbwr_get(1), vex_blas_get_kernel_api_version());
+  return plan;
 }
 
 namespace {

@@ -16,6 +16,15 @@ enum class Way {
 
 Way choose_way(vex_int m, vex_int n);
 
+// How a team shares the multiply of an update.
+enum class UpdateSplit : int {
+  by_shape = 0,    // rows or columns, whichever there is more of
+  columns = 1,     // each member a range of the target's columns
+  rows = 2,        // each member a range of the rows below
+  own_copies = 3,  // each member packs the panel for itself, keeps that in the work buffer, and takes columns
+  shared_copy = 4  // rows, from the packed copy that all teams share
+};
+
 // The tuning parameters of the parallel way, each capped as they cap each other.
 struct ParallelPlan {
   vex_int nominal_width, width;       // panel widths of the early and the late columns
@@ -25,10 +34,16 @@ struct ParallelPlan {
   double width_switch;                // fraction of the columns that are early
   double team_switch;                 // fraction of the panels that are early
   bool thread_hint;                   // block columns are bound to threads
+  bool share_panels = false;          // the teams multiply from packed copies of the panels that all share
+  vex_int depth_limit = 0;            // how many panels may be ahead of the updates; 0 for any number
+  UpdateSplit split = UpdateSplit::by_shape;
 };
 
 ParallelPlan plan_parallel(const TunedValues& tuned, vex_int m, vex_int n, int code_path,
                            vex_int max_threads);
+// Sharing of panels and depth limit by the rows of the matrix, the reproducibility branch and the version of
+// the kernels.
+void plan_sharing(ParallelPlan& plan, vex_int m, int reproducibility_branch, int kernel_version);
 // With the values of the tuning trees.
 ParallelPlan plan_parallel(vex_int m, vex_int n, int code_path, vex_int max_threads);
 

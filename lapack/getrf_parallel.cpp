@@ -28,7 +28,7 @@ bool factor_tall_in_parallel(MatrixView a, vex_int* ipiv, vex_int& info, vex_int
       panel_info = own_info;
     }
   }
-  free_records(record);
+  free_records(record, 1);
   info = stop ? info_not_finished : panel_info;
   return true;
 }

@@ -8,7 +8,6 @@
 #include <atomic>
 #include <limits>
 
-#include "blas/blas.h"
 #include "lapack/getrf.h"
 #include "lapack/laswp.h"
 #include "lapack/panel.h"
@@ -16,6 +15,7 @@
 #include "lapack/parallel_region.h"
 #include "lapack/team_panel.h"
 #include "lapack/team_record.h"
+#include "lapack/team_update.h"
 #include "lapack/thread_team.h"
 
 namespace vex::lapack {
@@ -27,9 +27,6 @@ struct NoClock {
   // Thread t has been at `phase` since it was last heard of.
   static void lap(vex_int, Phase) {}
 };
-
-// Updates are shared out by rows in multiples of a cache line of doubles.
-inline constexpr vex_int row_granule = 8;
 
 // How many threads factor panel 0 while nothing else can be done yet: one for small matrices, where meeting
 // costs more than it brings, and a multiple of 4 otherwise.
@@ -46,7 +43,8 @@ class ParallelRun {
   ParallelRun(MatrixView a, vex_int* ipiv, const ParallelPlan& plan, Clock& clock)
       : a_(a), ipiv_(ipiv), plan_(plan), clock_(clock) {}
   ~ParallelRun() {
-    if (records_) free_records(records_);
+    finish_sharing();
+    if (records_) free_records(records_, teams_.groups);
     if (dag_.updates) vex_lapack_cdag1d_destroy(&dag_);
     if (teams_.group) vex_lapack_thread_team_ctxt_destroy(&teams_);
     if (panels_.widths) vex_lapack_nb_dist_destroy(&panels_);
@@ -72,13 +70,16 @@ class ParallelRun {
       return false;
     }
     last_diagonal_ = a_.rows < a_.cols ? vex_lapack_nb_dist_get_panel(&panels_, a_.rows) : panels_.count - 1;
-    if (vex_lapack_cdag1d_team_init(&dag_, panels_.count, last_diagonal_, teams_.groups, 0, early_panel,
-                                    early_update, late_panel, late_update,
+    if (vex_lapack_cdag1d_team_init(&dag_, panels_.count, last_diagonal_, teams_.groups, plan_.depth_limit,
+                                    early_panel, early_update, late_panel, late_update,
                                     plan_.thread_hint ? hint_bind_columns : 0, plan_.team_switch) != 0) {
       return false;
     }
+    depth_ = std::clamp<vex_int>(last_diagonal_, 1, depth_);
     records_ = allocate_records(&dag_, teams_.groups, threads_);
-    return records_ != nullptr;
+    if (!records_) return false;
+    for (vex_int team = 0; team < teams_.groups; ++team) records_[team].split = plan_.split;
+    return true;
   }
 
   // What every delivered thread does.
@@ -89,6 +90,9 @@ class ParallelRun {
     if (t < first_team) {
       factor_panel({&records_[0], t, first_team}, 0);
       clock_.lap(t, Phase::panel);
+    } else if (plan_.share_panels) {
+      start_sharing({t - first_team, threads_ - first_team});
+      clock_.lap(t, Phase::prepare);
     }
     everybody_.wait(threads_, t == 0);
     clock_.lap(t, Phase::wait_in_team);
@@ -137,6 +141,33 @@ class ParallelRun {
   // Rows of U, and pivots, that a panel brings.
   vex_int pivots(vex_int panel) const { return std::min(width(panel), a_.rows - offset(panel)); }
 
+  // By the threads that have nothing else to do yet. Without memory every team packs for itself.
+  void start_sharing(blas::TeamRank idle) {
+    // The largest panel copied is the first: later ones are not wider, and have fewer rows.
+    const vex_int inner = width(0), rows = a_.rows - inner;
+    const blas::TeamCall call{blas::TeamStage::start, idle, &idle_, &shared_, depth_, panels_.count, 0};
+    team_multiply(call, rows, inner);
+    if (!shared_ || idle.rank != 0) return;
+    for (vex_int team = 0; team < teams_.groups; ++team) {
+      records_[team].split = UpdateSplit::shared_copy;
+      records_[team].shared = shared_;
+    }
+  }
+
+  // What is left of the shared multiplies when no update is: their memory. By one thread.
+  void finish_sharing() {
+    if (!shared_) return;
+    const vex_int inner = width(0), rows = a_.rows - inner;
+    team_multiply({blas::TeamStage::finish, {0, 1}, nullptr, &shared_, depth_, panels_.count, 0}, rows,
+                  inner);
+  }
+
+  void team_multiply(const blas::TeamCall& call, vex_int rows, vex_int inner) {
+    const double minus_one = -1, one = 1;
+    vex_blas_xdgemm_internal_team("N", "N", &rows, &inner, &inner, &minus_one, &a_(inner, 0), &a_.ld, a_.data,
+                                  &a_.ld, &one, &a_(inner, 0), &a_.ld, &call);
+  }
+
   void factor_panel(const TeamMember& member, vex_int panel) {
     const vex_int first = offset(panel);
     vex_int panel_info = 0;
@@ -158,30 +189,27 @@ class ParallelRun {
     }
   }
 
-  // Applies panel `source` to block column `target`: interchanges and solve by columns, multiply by rows.
+  // Applies panel `source` to block column `target`: interchanges, solve, multiply.
   void update(vex_int t, const TeamMember& member, vex_int source, vex_int target) {
-    const vex_int top = offset(source), left = offset(target), rows = pivots(source), columns = width(target);
-    const Share own = member.share(columns);
-    const MatrixView panel = a_.block(top, top, a_.rows - top, rows);
-    if (own.length > 0) {
-      xlaswp({a_.col(left + own.start), a_.rows, own.length, a_.ld}, row_walk(top + 1, top + rows, ipiv_, 1));
-      clock_.lap(t, Phase::interchange);
-      blas::xtrsm(blas::Side::left, blas::Uplo::lower, blas::Trans::no, blas::Diag::unit, 1.0,
-                  panel.block(0, 0, rows, rows), a_.block(top, left + own.start, rows, own.length));
-      clock_.lap(t, Phase::solve);
-    }
-    const Share below = member.share(a_.rows - top - rows, row_granule);
+    const vex_int top = offset(source);
+    const Update step{source,
+                      top,
+                      a_.block(top, top, a_.rows - top, pivots(source)),
+                      a_.block(0, offset(target), a_.rows, width(target)),
+                      ipiv_,
+                      panels_.count - 1 - source >= 2 * teams_.groups};
+    interchange(member, step);
+    clock_.lap(t, Phase::interchange);
+    solve(member, step);
+    clock_.lap(t, Phase::solve);
     member.meet();
     clock_.lap(t, Phase::wait_in_team);
-    if (below.length > 0) {
-      const vex_int first = top + rows + below.start;
-      blas::xgemm(blas::Trans::no, blas::Trans::no, -1.0, a_.block(first, top, below.length, rows),
-                  a_.block(top, left, rows, columns), 1.0, a_.block(first, left, below.length, columns));
-      clock_.lap(t, Phase::multiply);
-    }
+    multiply(member, step);
+    clock_.lap(t, Phase::multiply);
     // Nobody goes on, or commits, while a member still updates.
     member.meet();
     clock_.lap(t, Phase::wait_in_team);
+    if (shared_ && member.is_master()) blas::note_product_done(*shared_, source);
   }
 
   MatrixView a_;
@@ -193,7 +221,9 @@ class ParallelRun {
   ThreadTeamContext teams_{};
   TaskGraph dag_{};
   TeamRecord* records_ = nullptr;
-  service::CounterBarrier everybody_;
+  vex_int depth_ = 2;  // of the ring of packed panels
+  blas::SharedMultiply* shared_ = nullptr;
+  service::CounterBarrier everybody_, idle_;
   std::atomic<vex_int> first_zero_{no_zero};
 };
 

@@ -24,16 +24,30 @@ TeamRecord* allocate_records(TaskGraph* dag, vex_int teams, vex_int threads) {
   return records;
 }
 
-void free_records(TeamRecord* records) {
+void free_records(TeamRecord* records, vex_int teams) {
+  for (vex_int team = 0; team < teams; ++team) vex_serv_deallocate(records[team].buffer.data);
   vex_serv_deallocate(records);
+}
+
+bool reserve(TeamRecord& record, vex_int elements) {
+  WorkBuffer& buffer = record.buffer;
+  if (elements <= buffer.capacity) return true;
+  vex_serv_deallocate(buffer.data);
+  for (vex_int t = 0; t < record.threads; ++t) record.slots[t].kept_panel = no_panel;
+  buffer.data =
+      static_cast<double*>(vex_serv_allocate(static_cast<std::size_t>(elements) * sizeof(double), 128));
+  buffer.capacity = buffer.data ? elements : 0;
+  return buffer.data != nullptr;
 }
 
 }  // namespace vex::lapack
 
 void xgetrf_team_ctxt_init(vex::lapack::TeamRecord* record, vex::lapack::TaskGraph* dag, vex_int threads) {
   record->graph = dag;
+  record->threads = threads;
   for (vex_int t = 0; t < threads; ++t) {
     record->slots[t].value.store(vex::lapack::no_candidate, std::memory_order_relaxed);
     record->slots[t].row = 0;
+    record->slots[t].kept_panel = vex::lapack::no_panel;
   }
 }

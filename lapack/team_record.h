@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cstddef>
 
+#include "blas/internal_team.h"
+#include "lapack/getrf.h"
 #include "lapack/task_callbacks.h"
 #include "service/barrier.h"
 #include "service/types.h"
@@ -20,13 +22,25 @@ struct Share {
 struct PivotSlot {
   std::atomic<double> value;
   vex_int row;
+  vex_int kept_panel;  // whose packed copy the thread's part of the work buffer holds; -1 for none
 };
 
 inline constexpr double no_candidate = -1.0;
+inline constexpr vex_int no_panel = -1;
+
+// Grows when a task needs more, and stays for the tasks to come.
+struct WorkBuffer {
+  double* data;
+  vex_int capacity;  // elements
+};
 
 struct TeamRecord : TeamTask {
   service::CounterBarrier barrier;
-  PivotSlot* slots;                            // one per thread of the run
+  UpdateSplit split;
+  blas::SharedMultiply* shared;  // with shared_copy
+  WorkBuffer buffer;
+  PivotSlot* slots;  // one per thread of the run
+  vex_int threads;
   alignas(64) std::atomic<vex_int> published;  // 1 + the last column whose pivot row is fixed
   int stop;                                    // what the progress callback answered to the master
 };
@@ -56,7 +70,11 @@ struct TeamMember {
 // Records for `teams` teams of a run of `threads` threads, ready for use, in one block for free_records. Null
 // when memory is out. `dag` may be null where no tasks are handed out.
 TeamRecord* allocate_records(TaskGraph* dag, vex_int teams, vex_int threads);
-void free_records(TeamRecord* records);
+void free_records(TeamRecord* records, vex_int teams);
+
+// Sees to it that the record's buffer holds `elements`; its content is lost when it has to grow. False, with
+// no buffer left, when memory is out. By one thread of the team.
+bool reserve(TeamRecord& record, vex_int elements);
 
 }  // namespace vex::lapack
 

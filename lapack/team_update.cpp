@@ -1,0 +1,110 @@
+// Interchanges and solves by columns need nothing of each other; the multiply has several ways of being
+// shared.
+#include "lapack/team_update.h"
+
+#include "blas/blas.h"
+#include "lapack/laswp.h"
+
+namespace vex::lapack {
+namespace {
+
+// Rows are handed out in multiples of a cache line of doubles.
+constexpr vex_int row_granule = 8;
+
+// The factors of one multiply.
+struct Product {
+  ConstMatrixView left, right;
+  MatrixView result;
+
+  Product columns(Share part) const {
+    return {left, right.block(0, part.start, right.rows, part.length),
+            result.block(0, part.start, result.rows, part.length)};
+  }
+  Product rows(Share part) const {
+    return {left.block(part.start, 0, part.length, left.cols), right,
+            result.block(part.start, 0, part.length, result.cols)};
+  }
+  bool empty() const { return result.rows == 0 || result.cols == 0; }
+};
+
+Product product_of(const Update& u) {
+  const vex_int columns = u.column.cols;
+  return {u.panel.block(u.pivots(), 0, u.rows_below(), u.pivots()),
+          u.column.block(u.top, 0, u.pivots(), columns),
+          u.column.block(u.top + u.pivots(), 0, u.rows_below(), columns)};
+}
+
+void subtract(const Product& p) {
+  if (!p.empty()) blas::xgemm(blas::Trans::no, blas::Trans::no, -1.0, p.left, p.right, 1.0, p.result);
+}
+
+// The way a team of this size really goes.
+UpdateSplit split_of(const TeamMember& member, const Update& update) {
+  const UpdateSplit split = member.record->split;
+  if (split == UpdateSplit::shared_copy) return split;
+  // By itself a thread has nothing to share out, but may still keep the panel packed.
+  if (member.size == 1) return update.panel_returns ? UpdateSplit::own_copies : UpdateSplit::rows;
+  if (split != UpdateSplit::by_shape) return split;
+  return update.rows_below() >= update.column.cols ? UpdateSplit::rows : UpdateSplit::columns;
+}
+
+// The room of each member in the team's work buffer.
+vex_int copy_size(const Update& update) {
+  return blas::packed_size(update.rows_below(), update.pivots());
+}
+
+void multiply_with_own_copy(const TeamMember& member, const Update& update) {
+  const Product whole = product_of(update);
+  const Product own = whole.columns(member.share(whole.result.cols));
+  TeamRecord& record = *member.record;
+  if (!record.buffer.data) return subtract(own);
+  double* const copy = record.buffer.data + member.rank * copy_size(update);
+  vex_int& kept = record.slots[member.rank].kept_panel;
+  if (own.empty()) {
+    kept = no_panel;  // where an older copy lay, another member's may be now
+    return;
+  }
+  if (kept != update.source) {
+    blas::pack_left_factor(whole.left, copy);
+    kept = update.source;
+  }
+  blas::multiply_packed(copy, -1.0, own.left, own.right, own.result);
+}
+
+}  // namespace
+
+void interchange(const TeamMember& member, const Update& update) {
+  const Share own = member.share(update.column.cols);
+  xlaswp(update.column.block(0, own.start, update.column.rows, own.length),
+         row_walk(update.top + 1, update.top + update.pivots(), update.ipiv, 1));
+}
+
+void solve(const TeamMember& member, const Update& update) {
+  const Share own = member.share(update.column.cols);
+  const vex_int pivots = update.pivots();
+  if (own.length > 0) {
+    blas::xtrsm(blas::Side::left, blas::Uplo::lower, blas::Trans::no, blas::Diag::unit, 1.0,
+                update.panel.block(0, 0, pivots, pivots),
+                update.column.block(update.top, own.start, pivots, own.length));
+  }
+  // Before the members meet, so that all see the buffer.
+  if (member.is_master() && split_of(member, update) == UpdateSplit::own_copies)
+    reserve(*member.record, member.size * copy_size(update));
+}
+
+void multiply(const TeamMember& member, const Update& update) {
+  const Product whole = product_of(update);
+  switch (split_of(member, update)) {
+    case UpdateSplit::columns:
+      return subtract(whole.columns(member.share(whole.result.cols)));
+    case UpdateSplit::own_copies:
+      return multiply_with_own_copy(member, update);
+    case UpdateSplit::shared_copy:
+      return blas::multiply_shared(*member.record->shared, update.source, {member.rank, member.size}, -1.0,
+                                   whole.left, whole.right, whole.result);
+    default:
+      return subtract(whole.rows(member.share(whole.result.rows, row_granule)));
+  }
+}
+
+}  // namespace vex::lapack
