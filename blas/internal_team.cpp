@@ -7,19 +7,14 @@
 #include <new>
 
 #include "blas/blas.h"
-#include "blas/dispatch.h"
 #include "blas/engine/drivers.h"
-#include "blas/paths.h"
+#include "blas/path_engine.h"
 #include "service/buffer_cache.h"
 #include "service/spin_lock.h"
 
 namespace vex::blas {
 
 namespace {
-
-constinit Dispatched<EngineFunction> path_engine{vex_blas_def_engine, vex_blas_cnr_def_engine,
-                                                     vex_blas_mc3_engine, vex_blas_avx2_engine,
-                                                     vex_blas_avx512_engine};
 
 constexpr vex_int nothing = -1;
 
@@ -47,7 +42,7 @@ struct alignas(128) Slot {
 
 }  // namespace
 
-struct SharedMultiply {
+struct FactorCopies {
   const engine::PathEngine* path;
   vex_int width;  // rows of a packed panel
   vex_int depth;
@@ -61,7 +56,7 @@ namespace {
 
 // Gives the slot to the factor, unless products of the factor in it are still to come. Callers are products
 // of `factor` that are not done, so the slot cannot pass on from it while they work.
-bool enter(SharedMultiply& shared, Slot& slot, vex_int factor, ConstMatrixView a) {
+bool enter(FactorCopies& shared, Slot& slot, vex_int factor, ConstMatrixView a) {
   // Pairs with the release below: the description is there when the number is.
   if (slot.factor.load(std::memory_order_acquire) == factor) return true;
   const service::SpinGuard guard(slot.lock);
@@ -86,7 +81,7 @@ engine::MatrixDescriptor descriptor_of(ConstMatrixView x) {
   return descriptor;
 }
 
-void pack_with_the_others(const SharedMultiply& shared, Slot& slot, ConstMatrixView a) {
+void pack_with_the_others(const FactorCopies& shared, Slot& slot, ConstMatrixView a) {
   const vex_int piece_rows = panels_per_piece * slot.packed.width;
   // Relaxed: the number decides who packs what, and nothing else.
   while (slot.taken.load(std::memory_order_relaxed) < slot.pieces) {
@@ -110,7 +105,7 @@ void run_packed(const engine::PathEngine& path, const engine::PackedDescriptor& 
 
 engine::PackedDescriptor packed_in(const double* room, ConstMatrixView a) {
   engine::PackedDescriptor packed;
-  engine::describe_packed_a(*path_engine.get()(), &packed, a.rows, a.cols);
+  engine::describe_packed_a(path_engine(), &packed, a.rows, a.cols);
   packed.base = const_cast<double*>(room);
   return packed;
 }
@@ -129,14 +124,14 @@ Rows rows_of(TeamRank team, vex_int rows, vex_int width) {
 
 }  // namespace
 
-SharedMultiply* start_shared_multiply(const SharedMultiplyPlan& plan) {
-  const engine::PathEngine* path = path_engine.get()();
+FactorCopies* start_copies(const FactorCopiesPlan& plan) {
+  const engine::PathEngine* path = &path_engine();
   engine::PackedDescriptor largest;
   const auto elements =
       static_cast<std::size_t>(engine::describe_packed_a(*path, &largest, plan.rows, plan.inner));
   const auto depth = static_cast<std::size_t>(plan.depth), factors = static_cast<std::size_t>(plan.factors);
   const std::size_t room = round_up(elements * sizeof(double), page);
-  const std::size_t slots_at = round_up(sizeof(SharedMultiply), alignof(Slot));
+  const std::size_t slots_at = round_up(sizeof(FactorCopies), alignof(Slot));
   const std::size_t left_at = slots_at + depth * sizeof(Slot);
   const std::size_t rooms_at = round_up(left_at + factors * sizeof(std::atomic<vex_int>), page);
   auto* const block = static_cast<char*>(vex_serv_allocate(rooms_at + depth * room, page));
@@ -151,22 +146,22 @@ SharedMultiply* start_shared_multiply(const SharedMultiplyPlan& plan) {
   for (std::size_t i = 0; i < factors; ++i)
     new (&left[i]) std::atomic<vex_int>(static_cast<vex_int>(factors - 1 - i));
   return new (block)
-      SharedMultiply{path, largest.width, plan.depth, slots, left, block + rooms_at, depth * room};
+      FactorCopies{path, largest.width, plan.depth, slots, left, block + rooms_at, depth * room};
 }
 
-void touch_shared_multiply(SharedMultiply& shared, TeamRank team) {
+void touch_copies(FactorCopies& shared, TeamRank team) {
   const std::size_t pages = shared.room_bytes / page;
   const auto rank = static_cast<std::size_t>(team.rank), size = static_cast<std::size_t>(team.size);
   for (std::size_t p = pages * rank / size; p < pages * (rank + 1) / size; ++p)
     *static_cast<volatile char*>(shared.rooms + p * page) = 0;
 }
 
-void finish_shared_multiply(SharedMultiply* shared) {
+void finish_copies(FactorCopies* shared) {
   vex_serv_deallocate(shared);
 }
 
-void multiply_shared(SharedMultiply& shared, vex_int factor, TeamRank team, double alpha, ConstMatrixView a,
-                     ConstMatrixView b, MatrixView c) {
+void multiply_from_copies(FactorCopies& shared, vex_int factor, TeamRank team, double alpha,
+                          ConstMatrixView a, ConstMatrixView b, MatrixView c) {
   Slot& slot = shared.slots[factor % shared.depth];
   const bool packed = enter(shared, slot, factor, a);
   if (packed) pack_with_the_others(shared, slot, a);
@@ -179,22 +174,22 @@ void multiply_shared(SharedMultiply& shared, vex_int factor, TeamRank team, doub
   run_packed(*shared.path, engine::packed_rows(slot.packed, rows.first), alpha, own_a, b, own_c);
 }
 
-void note_product_done(SharedMultiply& shared, vex_int factor) {
+void note_product_done(FactorCopies& shared, vex_int factor) {
   // Release pairs with the acquire in enter.
   shared.left[factor].fetch_sub(1, std::memory_order_acq_rel);
 }
 
 vex_int packed_size(vex_int rows, vex_int inner) {
   engine::PackedDescriptor packed;
-  return engine::describe_packed_a(*path_engine.get()(), &packed, rows, inner);
+  return engine::describe_packed_a(path_engine(), &packed, rows, inner);
 }
 
 void pack_left_factor(ConstMatrixView a, double* room) {
-  engine::pack_whole_a(*path_engine.get()(), packed_in(room, a), descriptor_of(a), 0, a.rows);
+  engine::pack_whole_a(path_engine(), packed_in(room, a), descriptor_of(a), 0, a.rows);
 }
 
 void multiply_packed(const double* room, double alpha, ConstMatrixView a, ConstMatrixView b, MatrixView c) {
-  run_packed(*path_engine.get()(), packed_in(room, a), alpha, a, b, c);
+  run_packed(path_engine(), packed_in(room, a), alpha, a, b, c);
 }
 
 }  // namespace vex::blas
@@ -208,10 +203,10 @@ void meet(const TeamCall& call) {
 }
 
 int start(const TeamCall& call, vex_int rows, vex_int inner) {
-  if (call.team.rank == 0) *call.state = start_shared_multiply({rows, inner, call.depth, call.factors});
+  if (call.team.rank == 0) *call.state = start_copies({rows, inner, call.depth, call.factors});
   meet(call);
   if (!*call.state) return 1;
-  touch_shared_multiply(**call.state, call.team);
+  touch_copies(**call.state, call.team);
   meet(call);
   return 0;
 }
@@ -219,7 +214,7 @@ int start(const TeamCall& call, vex_int rows, vex_int inner) {
 int finish(const TeamCall& call) {
   meet(call);
   if (call.team.rank == 0) {
-    finish_shared_multiply(*call.state);
+    finish_copies(*call.state);
     *call.state = nullptr;
   }
   meet(call);
@@ -239,8 +234,8 @@ int vex_blas_xdgemm_internal_team(const char* trans_a, const char* trans_b, cons
   if (call->stage == TeamStage::start) return start(*call, *m, *k);
   if (call->stage == TeamStage::finish) return finish(*call);
   if (!*call->state || !engine::is(trans_a, 'N') || !engine::is(trans_b, 'N') || *beta != 1) return 1;
-  multiply_shared(**call->state, call->factor, call->team, *alpha, {a, *m, *k, *lda}, {b, *k, *n, *ldb},
-                  {c, *m, *n, *ldc});
+  multiply_from_copies(**call->state, call->factor, call->team, *alpha, {a, *m, *k, *lda}, {b, *k, *n, *ldb},
+                       {c, *m, *n, *ldc});
   meet(*call);
   if (call->team.rank == 0) note_product_done(**call->state, call->factor);
   return 0;

@@ -18,7 +18,7 @@
 
 namespace vex::blas {
 
-struct SharedMultiply;
+struct FactorCopies;
 
 // A thread's place among the threads of its team.
 struct TeamRank {
@@ -26,27 +26,27 @@ struct TeamRank {
 };
 
 // What the products of a run have in common.
-struct SharedMultiplyPlan {
+struct FactorCopiesPlan {
   vex_int rows, inner;  // the largest factor: its rows and columns
   vex_int depth;        // slots
   vex_int factors;      // how many there are; factor i has factors - 1 - i products
 };
 
 // Null when memory is out.
-SharedMultiply* start_shared_multiply(const SharedMultiplyPlan& plan);
+FactorCopies* start_copies(const FactorCopiesPlan& plan);
 // Has the calling thread's part of the memory backed by pages: so that idle threads wait for the kernel, and
 // not those that pack.
-void touch_shared_multiply(SharedMultiply& shared, TeamRank team);
-void finish_shared_multiply(SharedMultiply* shared);
+void touch_copies(FactorCopies& shared, TeamRank team);
+void finish_copies(FactorCopies* shared);
 
 // C += alpha * A * B, where A is factor `factor`: the same matrix in all its products. Every member of the
 // team calls it and does a part of the rows; members do not meet here. Every element has the bits that xgemm
 // gives it.
-void multiply_shared(SharedMultiply& shared, vex_int factor, TeamRank team, double alpha, ConstMatrixView a,
-                     ConstMatrixView b, MatrixView c);
+void multiply_from_copies(FactorCopies& shared, vex_int factor, TeamRank team, double alpha,
+                          ConstMatrixView a, ConstMatrixView b, MatrixView c);
 // One product of the factor is done, by all its members. Once for each product, also those that have not come
 // here.
-void note_product_done(SharedMultiply& shared, vex_int factor);
+void note_product_done(FactorCopies& shared, vex_int factor);
 
 // For a thread that multiplies by the same left factor several times: room for it in elements, packing it
 // there, and C += alpha * A * B with A packed so.
@@ -62,8 +62,8 @@ struct TeamCall {
   TeamStage stage;
   TeamRank team;
   service::CounterBarrier* barrier;  // of the team; may be null for a team of one
-  SharedMultiply** state;            // null before start and after finish
-  vex_int depth, factors;            // as in SharedMultiplyPlan
+  FactorCopies** state;              // null before start and after finish
+  vex_int depth, factors;            // as in FactorCopiesPlan
   vex_int factor;                    // the number of A
 };
 

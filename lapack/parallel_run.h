@@ -222,7 +222,7 @@ class ParallelRun {
   TaskGraph dag_{};
   TeamRecord* records_ = nullptr;
   vex_int depth_ = 2;  // of the ring of packed panels
-  blas::SharedMultiply* shared_ = nullptr;
+  blas::FactorCopies* shared_ = nullptr;
   service::CounterBarrier everybody_, idle_;
   std::atomic<vex_int> first_zero_{no_zero};
 };

@@ -37,7 +37,7 @@ struct WorkBuffer {
 struct TeamRecord : TeamTask {
   service::CounterBarrier barrier;
   UpdateSplit split;
-  blas::SharedMultiply* shared;  // with shared_copy
+  blas::FactorCopies* shared;  // with shared_copy
   WorkBuffer buffer;
   PivotSlot* slots;  // one per thread of the run
   vex_int threads;

@@ -100,8 +100,8 @@ void multiply(const TeamMember& member, const Update& update) {
     case UpdateSplit::own_copies:
       return multiply_with_own_copy(member, update);
     case UpdateSplit::shared_copy:
-      return blas::multiply_shared(*member.record->shared, update.source, {member.rank, member.size}, -1.0,
-                                   whole.left, whole.right, whole.result);
+      return blas::multiply_from_copies(*member.record->shared, update.source, {member.rank, member.size},
+                                        -1.0, whole.left, whole.right, whole.result);
     default:
       return subtract(whole.rows(member.share(whole.result.rows, row_granule)));
   }

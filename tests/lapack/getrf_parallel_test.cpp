@@ -30,7 +30,11 @@ struct Teams {
   vex_int threads, early_panel, late_panel, early_update, late_update;
 };
 
-ParallelPlan plan_of(const Teams& teams, vex_int nominal, vex_int width) {
+// The ways in which teams share a multiply; the last two from copies that all teams share, without and with a
+// limit to the look-ahead.
+constexpr int ways_to_multiply = 6;
+
+ParallelPlan plan_of(const Teams& teams, vex_int nominal, vex_int width, int way = 0) {
   const bool hint =
       teams.early_panel == 1 && teams.late_panel == 1 && teams.early_update == 1 && teams.late_update == 1;
   return {nominal,
@@ -42,7 +46,10 @@ ParallelPlan plan_of(const Teams& teams, vex_int nominal, vex_int width) {
           teams.threads,
           0.3,
           0.5,
-          hint};
+          hint,
+          way >= 4,
+          way == 5 ? 2 : 0,
+          way < 4 ? lapack::UpdateSplit{way} : lapack::UpdateSplit::by_shape};
 }
 
 class Factored {
@@ -98,15 +105,17 @@ const std::vector<Teams> all_teams = {
 
 TEST(ParallelFactorization, ExactForEveryShapeAndTeamFormation) {
   std::uint64_t seed = 1;
+  int way = 0;
   for (const auto& [m, n] : {Shape{64, 64}, {65, 61}, {120, 40}, {40, 120}, {33, 200}, {150, 150}})
     for (const Teams& teams : all_teams)
       for (const Pivots kind : {Pivots::scattered, Pivots::tied, Pivots::singular}) {
-        SCOPED_TRACE(testing::Message()
-                     << m << " x " << n << ", " << teams.threads << " threads, case " << int(kind));
+        way = (way + 1) % ways_to_multiply;
+        SCOPED_TRACE(testing::Message() << m << " x " << n << ", " << teams.threads << " threads, case "
+                                        << int(kind) << ", way " << way);
         const ExactLu expected = exact_lu(m, n, kind, seed++);
         Factored got(expected.a, m, n);
-        ASSERT_TRUE(
-            lapack::factor_in_parallel(got.view(), got.ipiv.data(), got.info, plan_of(teams, 20, 12), 2));
+        ASSERT_TRUE(lapack::factor_in_parallel(got.view(), got.ipiv.data(), got.info,
+                                               plan_of(teams, 20, 12, way), 2));
         expect_exact(expected, got);
       }
 }
@@ -115,7 +124,7 @@ TEST(ParallelFactorization, ExactWithFarMoreThreadsThanCores) {
   const ExactLu expected = exact_lu(150, 150, Pivots::scattered, 5);
   Factored got(expected.a, 150, 150);
   ASSERT_TRUE(lapack::factor_in_parallel(got.view(), got.ipiv.data(), got.info,
-                                         plan_of({56, 8, 8, 4, 4}, 30, 20), 56));
+                                         plan_of({56, 8, 8, 4, 4}, 30, 20, 4), 56));
   expect_exact(expected, got);
 }
 
@@ -138,10 +147,11 @@ TEST(ParallelFactorization, SameBitsEveryTimeAndSmallBackwardError) {
   fill_random({a.data(), n, n, n}, 3);
   for (const Teams& teams : {Teams{2, 1, 1, 1, 1}, Teams{4, 2, 2, 2, 2}}) {
     std::vector<double> first;
-    for (int repeat = 0; repeat < 5; ++repeat) {
+    for (int repeat = 0; repeat < 6; ++repeat) {
       Factored got(a, n, n);
-      ASSERT_TRUE(
-          lapack::factor_in_parallel(got.view(), got.ipiv.data(), got.info, plan_of(teams, 48, 32), 2));
+      // However the multiplies are shared, every element sees the same operations.
+      ASSERT_TRUE(lapack::factor_in_parallel(got.view(), got.ipiv.data(), got.info,
+                                             plan_of(teams, 48, 32, repeat % ways_to_multiply), 2));
       if (repeat == 0) {
         first = got.packed();
         EXPECT_LT(factor_error({a.data(), n, n, n}, got.view(), got.ipiv), 4.0);
@@ -168,6 +178,23 @@ TEST(ParallelFactorization, RightWithFewerThreadsThanPlanned) {
     EXPECT_EQ(got.info, 0);
   }
   omp_set_max_active_levels(levels);
+}
+
+TEST(ParallelFactorization, PanelsAreSharedByRowsBranchAndKernels) {
+  const struct {
+    vex_int m;
+    int branch, kernels;
+    bool share;
+    vex_int depth;
+  } cases[] = {{2750, 1, 2, true, 0},  {2750, 2, 2, true, 2},  {2749, 2, 2, false, 0},
+               {9000, 3, 2, false, 0}, {9000, 9, 2, false, 0}, {9000, 10, 2, true, 2},
+               {9000, 14, 3, true, 2}, {9000, 1, 1, false, 0}};
+  for (const auto& c : cases) {
+    ParallelPlan plan{};
+    lapack::plan_sharing(plan, c.m, c.branch, c.kernels);
+    EXPECT_EQ(plan.share_panels, c.share) << c.m << " rows, branch " << c.branch;
+    EXPECT_EQ(plan.depth_limit, c.depth) << c.m << " rows, branch " << c.branch;
+  }
 }
 
 std::atomic<int> stop_after{0};
@@ -202,13 +229,13 @@ TEST(ParallelFactorization, EveryAllocationFailureIsSurvived) {
     return --allocations_left < 0 ? nullptr : std::malloc(bytes);
   };
   bool refused = false;
-  for (int allowed = 0; allowed < 12; ++allowed) {
+  for (int allowed = 0; allowed < 24; ++allowed) {
     vex_serv_free_buffers();
     Factored got(expected.a, 100, 100);
     allocations_left = allowed;
     service::set_platform(&failing);
     const bool done = lapack::factor_in_parallel(got.view(), got.ipiv.data(), got.info,
-                                                 plan_of({2, 1, 1, 1, 1}, 20, 12), 2);
+                                                 plan_of({2, 1, 1, 1, 1}, 20, 12, allowed % 2 * 4), 2);
     service::set_platform(nullptr);
     if (done) {
       expect_exact(expected, got);

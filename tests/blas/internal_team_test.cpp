@@ -1,0 +1,86 @@
+// Teams inside one region multiply by a row of factors through a ring of packed copies, in no particular
+// order: every element must have the bits that a lone thread gives it.
+#include "blas/internal_team.h"
+
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <vector>
+
+#include "blas/blas.h"
+#include "service/buffer_cache.h"
+#include "service/platform.h"
+
+namespace {
+
+using namespace vex;
+using namespace vex::blas;
+
+constexpr vex_int m = 131, n = 19, k = 37, factors = 7, team_size = 3;
+
+struct Matrix {
+  Matrix(vex_int height, vex_int width, unsigned seed)
+      : rows(height), cols(width), data(static_cast<std::size_t>(height * width)) {
+    for (double& value : data)
+      value = static_cast<double>((seed = seed * 1103515245u + 12345u) >> 16) * 0x1p-15 - 1;
+  }
+  MatrixView view() { return {data.data(), rows, cols, rows}; }
+  vex_int rows, cols;
+  std::vector<double> data;
+};
+
+int call(TeamStage stage, TeamRank rank, service::CounterBarrier& barrier, FactorCopies*& state,
+         vex_int factor, const Matrix& a, const Matrix& b, Matrix& c, double beta = 1) {
+  const TeamCall call{stage, rank, &barrier, &state, 2, factors, factor};
+  const double minus_one = -1;
+  return vex_blas_xdgemm_internal_team("N", "n", &m, &n, &k, &minus_one, a.data.data(), &m, b.data.data(), &k,
+                                       &beta, c.data.data(), &m, &call);
+}
+
+TEST(InternalTeam, ProductsOfSeveralTeamsHaveTheBitsOfOneThread) {
+  // Factor i has factors - 1 - i products; team 0 walks the factors upwards, team 1 lags behind on the rest.
+  std::vector<Matrix> a, b, c, expected;
+  for (unsigned i = 0; i < factors; ++i) {
+    a.emplace_back(m, k, i);
+    b.emplace_back(k, n, 50 + i);
+    for (unsigned product = 0; product < factors - 1 - i; ++product) {
+      c.emplace_back(m, n, 100 + product);
+      expected.push_back(c.back());
+      xgemm(Trans::no, Trans::no, -1.0, a[i].view(), b[i].view(), 1.0, expected.back().view());
+    }
+  }
+  service::CounterBarrier barrier[2];
+  FactorCopies* state = nullptr;
+  ASSERT_EQ(0, call(TeamStage::start, {0, 1}, barrier[0], state, 0, a[0], b[0], c[0]));
+  ASSERT_NE(0, call(TeamStage::multiply, {0, 1}, barrier[0], state, 0, a[0], b[0], c[0], 2.0)) << "beta 2";
+#pragma omp parallel num_threads(2 * team_size)
+  {
+    const int team = omp_get_thread_num() / team_size;
+    std::size_t at = 0;
+    for (vex_int i = 0; i < factors; ++i)
+      for (vex_int product = 0; product < factors - 1 - i; ++product, ++at)
+        if (static_cast<int>(product % 2) == team) {
+          const auto f = static_cast<std::size_t>(i);
+          call(TeamStage::multiply, {omp_get_thread_num() % team_size, team_size}, barrier[team], state, i,
+               a[f], b[f], c[at]);
+        }
+  }
+  call(TeamStage::finish, {0, 1}, barrier[0], state, 0, a[0], b[0], c[0]);
+  EXPECT_EQ(state, nullptr);
+  for (std::size_t i = 0; i < c.size(); ++i) EXPECT_TRUE(c[i].data == expected[i].data) << "product " << i;
+}
+
+TEST(InternalTeam, StartWithoutMemoryLeavesNoState) {
+  service::Platform failing = service::real_platform;
+  failing.system_malloc = [](std::size_t) -> void* { return nullptr; };
+  vex_serv_free_buffers();
+  service::set_platform(&failing);
+  FactorCopies* state = nullptr;
+  service::CounterBarrier barrier;
+  Matrix a(m, k, 1), b(k, n, 2), c(m, n, 3);
+  EXPECT_NE(0, call(TeamStage::start, {0, 1}, barrier, state, 0, a, b, c));
+  service::set_platform(nullptr);
+  EXPECT_EQ(state, nullptr);
+}
+
+}  // namespace
