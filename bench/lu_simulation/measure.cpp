@@ -233,7 +233,7 @@ double panel_time(Field& field, vex_int m, vex_int w, int team) {
     const double own = undisturbed_time(team, team == 1 ? 5 : 25, prepare, work);
     if (member.is_master()) time = own;
   }
-  lapack::free_records(records);
+  lapack::free_records(records, 1);
   return time;
 }
 
