@@ -67,6 +67,48 @@ void update_right(MatrixView a, vex_int j, vex_int jb, const vex_int* ipiv) {
   Kernels::subtract_product(a.block(j + jb, j, below, jb), upper, a.block(j + jb, j + jb, below, right));
 }
 
+// The interchanges of all later blocks among the columns [first, end) go into a block column in one pass,
+// while its columns are in the cache.
+void interchange_left(MatrixView a, vex_int first, vex_int end, vex_int width, const vex_int* ipiv) {
+  for (vex_int j = first; j + width < end; j += width) {
+    laswp({a.col(j), a.rows, width, a.ld}, j + width + 1, end, ipiv, 1);
+  }
+}
+
+// How many columns are factored before those on their right are brought up to date: a whole number of blocks.
+// A product of narrow blocks waits for memory more than it computes, while the wider the group, the more work
+// goes into its own columns. Percent of the multiply-add peak with groups of 1, 2, 3 and 4 blocks (AVX-512):
+//   order 1200, blocks of 48    84.7  84.9  84.7  83.6
+//   order 1500, blocks of 48    83.5  83.3  84.0  83.0
+//   order 2000, blocks of 48    81.2  82.8  84.1  84.8
+//   order 4000, blocks of 96    85.3  87.7  84.7  86.2
+//   order 8000, blocks of 224   87.2  87.7
+vex_int group_width(vex_int n, vex_int width) {
+  constexpr vex_int enough = 192;
+  return std::max<vex_int>(std::min(enough, n / 10) / width, 1) * width;
+}
+
+template <typename Kernels>
+bool factor_blocked(MatrixView a, vex_int* ipiv, vex_int& info, const Reporter& reporter);
+
+// Factors the columns [first, end), which are up to date, in blocks. True when the progress callback asked to
+// stop.
+template <typename Kernels>
+bool factor_group(MatrixView a, vex_int first, vex_int end, vex_int width, vex_int* ipiv, vex_int& info,
+                  const Reporter& reporter) {
+  for (vex_int j = first; j < end; j += width) {
+    const vex_int jb = std::min(end - j, width);
+    vex_int panel_info = 0;
+    const Reporter inner{reporter.thread, reporter.columns_before + j};
+    if (factor_blocked<Kernels>(a.block(j, j, a.rows - j, jb), ipiv + j, panel_info, inner)) return true;
+    if (info == 0 && panel_info > 0) info = panel_info + j;
+    for (vex_int i = j; i < j + jb; ++i) ipiv[i] += j;
+    update_right<Kernels>(a.block(0, 0, a.rows, end), j, jb, ipiv);
+  }
+  interchange_left(a, first, end, width, ipiv);
+  return false;
+}
+
 // True when the progress callback asked to stop.
 template <typename Kernels>
 bool factor_blocked(MatrixView a, vex_int* ipiv, vex_int& info, const Reporter& reporter) {
@@ -84,20 +126,13 @@ bool factor_blocked(MatrixView a, vex_int* ipiv, vex_int& info, const Reporter& 
     return stopped;
   }
   info = 0;
-  for (vex_int j = 0; j < diagonal; j += width) {
-    const vex_int jb = std::min(diagonal - j, width);
-    vex_int panel_info = 0;
-    const Reporter inner{reporter.thread, reporter.columns_before + j};
-    if (factor_blocked<Kernels>(a.block(j, j, m - j, jb), ipiv + j, panel_info, inner)) return true;
-    if (info == 0 && panel_info > 0) info = panel_info + j;
-    for (vex_int i = j; i < j + jb; ++i) ipiv[i] += j;
-    update_right<Kernels>(a, j, jb, ipiv);
+  const vex_int group = group_width(n, width);
+  for (vex_int j = 0; j < diagonal; j += group) {
+    const vex_int end = std::min(diagonal, j + group);
+    if (factor_group<Kernels>(a, j, end, width, ipiv, info, reporter)) return true;
+    update_right<Kernels>(a, j, end - j, ipiv);
   }
-  // The interchanges of all later blocks go into a block column in one pass, while its columns are in the
-  // cache.
-  for (vex_int j = 0; j + width < diagonal; j += width) {
-    laswp({a.col(j), m, width, a.ld}, j + width + 1, diagonal, ipiv, 1);
-  }
+  interchange_left(a, 0, diagonal, group, ipiv);
   return reporter.asks_to_stop(diagonal);
 }
 
