@@ -1,10 +1,54 @@
 // Fills the operand and operation records, locates elements, and places the packed areas inside one scratch
 // block.
-#include "blas/engine/descriptors.h"
-
+#include "blas/engine/strategy.h"
 #include "service/buffer_cache.h"
 
 using namespace vex::blas::engine;
+
+namespace vex::blas::engine {
+
+namespace {
+
+constexpr vex_int shallow_depth = 47;
+
+void set_buffers(BufferRecord* buffers, const BlockConstants& c, const StrategyRecord* s, vex_int m,
+                 vex_int n, vex_int kc, vex_int nc_cap) {
+  const vex_int mc = round_up(smaller(larger(m, s->mr), c.mc_cap), s->mr);
+  const vex_int nc = round_up(smaller(larger(n, s->nr), nc_cap), s->nr);
+  const vex_int depth = round_up(kc, s->ku);
+  *buffers = {s->copy_mode == copy_b_only ? buffer_b_only : buffer_both,
+              mc,
+              nc,
+              kc,
+              nullptr,
+              nullptr,
+              nullptr,
+              {nullptr, kc, mc, s->mr * depth, s->ku, s->mr, depth, 8, 128, getPointer_buffer},
+              {nullptr, kc, nc, s->nr * depth, s->ku, s->nr, depth, 8, 128, getPointer_buffer},
+              768,
+              4096,
+              1664,
+              2097152,
+              1,
+              {vex_blas_get_bufs, vex_blas_get_size_bufs, vex_blas_free_bufs, vex_blas_get_bufs_pack,
+               vex_blas_set_bufs_pack}};
+}
+
+}  // namespace
+
+void size_buffers(BufferRecord* buffers, const BlockConstants& c, const StrategyRecord* s, vex_int m,
+                  vex_int n, vex_int k) {
+  set_buffers(buffers, c, s, m, n, depth_slice(c, k, s->ku, 1),
+              k > shallow_depth ? c.nc_cap : c.nc_cap_shallow);
+}
+
+void size_triangular_buffers(BufferRecord* buffers, const BlockConstants& c, const StrategyRecord* s,
+                             vex_int m, vex_int n, vex_int k) {
+  const vex_int kc = depth_slice(c, k, s->ku, 0);
+  set_buffers(buffers, c, s, m, n, kc, k > shallow_depth ? c.nc_cap : kc);
+}
+
+}  // namespace vex::blas::engine
 
 namespace {
 

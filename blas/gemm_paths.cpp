@@ -19,9 +19,9 @@ constinit Dispatched<DgemmFunction> path_xdgemmger{vex_blas_def_xdgemmger, vex_b
 constinit Dispatched<DgemmParallelFunction> path_xdgemm_par{
     vex_blas_def_xdgemm_par, vex_blas_cnr_def_xdgemm_par, vex_blas_mc3_xdgemm_par, vex_blas_avx2_xdgemm_par,
     vex_blas_avx512_xdgemm_par};
-constinit Dispatched<PathEngineFunction> path_operations{
-    vex_blas_def_dgemm_operations, vex_blas_cnr_def_dgemm_operations, vex_blas_mc3_dgemm_operations,
-    vex_blas_avx2_dgemm_operations, vex_blas_avx512_dgemm_operations};
+constinit Dispatched<EngineFunction> path_operations{vex_blas_def_engine, vex_blas_cnr_def_engine,
+                                                     vex_blas_mc3_engine, vex_blas_avx2_engine,
+                                                     vex_blas_avx512_engine};
 
 }  // namespace
 

@@ -24,7 +24,6 @@ using DgemmParallelFunction = int(const char* trans_a, const char* trans_b, cons
                                   const vex_int* n, const vex_int* k, const double* alpha, const double* a,
                                   const vex_int* lda, const double* b, const vex_int* ldb, const double* beta,
                                   double* c, const vex_int* ldc, const int* threads);
-using PathEngineFunction = const engine::PathEngine*();
 using DtrsmFunction = void(const char* side, const char* uplo, const char* trans, const char* diag,
                            const vex_int* m, const vex_int* n, const double* alpha, const double* a,
                            const vex_int* lda, double* b, const vex_int* ldb, vex_int side_length,
@@ -61,8 +60,6 @@ vex::blas::DgemmFunction vex_blas_def_xdgemmger, vex_blas_cnr_def_xdgemmger, vex
 vex::blas::DgemmFunction vex_blas_avx512_dgemm_narrow;
 vex::blas::DgemmParallelFunction vex_blas_def_xdgemm_par, vex_blas_cnr_def_xdgemm_par,
     vex_blas_mc3_xdgemm_par, vex_blas_avx2_xdgemm_par, vex_blas_avx512_xdgemm_par;
-vex::blas::PathEngineFunction vex_blas_def_dgemm_operations, vex_blas_cnr_def_dgemm_operations,
-    vex_blas_mc3_dgemm_operations, vex_blas_avx2_dgemm_operations, vex_blas_avx512_dgemm_operations;
 vex::blas::DtrsmFunction vex_blas_def_xdtrsm, vex_blas_cnr_def_xdtrsm, vex_blas_mc3_xdtrsm,
     vex_blas_avx2_xdtrsm, vex_blas_avx512_xdtrsm;
 vex::blas::DtrsmFunction vex_blas_def_xdtrsm_v1, vex_blas_cnr_def_xdtrsm_v1, vex_blas_mc3_xdtrsm_v1,

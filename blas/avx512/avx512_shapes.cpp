@@ -9,10 +9,6 @@ namespace engine = vex::blas::engine;
 
 extern "C" {
 
-const engine::PathEngine* vex_blas_avx512_dgemm_operations() {
-  return &Path::operations;
-}
-
 void vex_blas_avx512_xdgemmger(const char* trans_a, const char* trans_b, const vex_int* m, const vex_int* n,
                                const vex_int* k, const double* alpha, const double* a, const vex_int* lda,
                                const double* b, const vex_int* ldb, const double* beta, double* c,

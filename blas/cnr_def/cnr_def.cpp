@@ -1,14 +1,12 @@
-// The sequential routines of this path: the shared engine, instantiated for its vectors and block sizes.
+// The sequential routines of this path besides its multiply: the shared engine, instantiated for its vectors
+// and block sizes.
 #include "blas/cnr_def/path.h"
 #include "blas/engine/matrix_vector.h"
-#include "blas/engine/plain_path.h"
 #include "blas/engine/solve.h"
 #include "blas/paths.h"
 
 using vex::blas::cnr_def::Path;
 namespace engine = vex::blas::engine;
-
-const engine::PathEngine Path::operations = engine::PlainPath<Path>::operations;
 
 extern "C" {
 
@@ -16,14 +14,7 @@ const engine::PathEngine* vex_blas_cnr_def_engine() {
   return &Path::operations;
 }
 
-// Multiply and solve.
-
-void vex_blas_cnr_def_xdgemm(const char* trans_a, const char* trans_b, const vex_int* m, const vex_int* n,
-                             const vex_int* k, const double* alpha, const double* a, const vex_int* lda,
-                             const double* b, const vex_int* ldb, const double* beta, double* c,
-                             const vex_int* ldc, vex_int, vex_int) {
-  engine::multiply<Path>(trans_a, trans_b, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc);
-}
+// The triangular solve.
 
 void vex_blas_cnr_def_xdtrsm(const char* side, const char* uplo, const char* trans, const char* diag,
                              const vex_int* m, const vex_int* n, const double* alpha, const double* a,

@@ -1,5 +1,5 @@
 // What the front end asks this path for besides its plain multiply: vector-shaped products, the path's own
-// way to share a product, and the table of the engine's operations.
+// way to share a product.
 #include "blas/def/path.h"
 #include "blas/engine/vector_shaped.h"
 #include "blas/paths.h"
@@ -8,10 +8,6 @@ using vex::blas::def::Path;
 namespace engine = vex::blas::engine;
 
 extern "C" {
-
-const engine::PathEngine* vex_blas_def_dgemm_operations() {
-  return &Path::operations;
-}
 
 void vex_blas_def_xdgemmger(const char* trans_a, const char* trans_b, const vex_int* m, const vex_int* n,
                             const vex_int* k, const double* alpha, const double* a, const vex_int* lda,

@@ -1,14 +1,19 @@
-// What the engine needs to know of this path: its vectors, its block sizes.
+// What the engine needs to know of this path: vectors of two doubles, block sizes.
 #pragma once
 
-#include "blas/def/constants.h"
-#include "blas/def/simd.h"
+#include "blas/engine/constants128.h"
 #include "blas/engine/kernel_table.h"
+#include "blas/engine/simd128.h"
 
 namespace vex::blas::def {
 
-struct Path : Simd, Constants {
+struct Tag;
+
+struct Path : engine::Simd128<Tag>, engine::Constants128<Tag> {
   static const engine::PathEngine operations;
+  // The blocked multiply of this path; see engine/own_multiply.h.
+  static void multiply_blocked(const engine::MatrixDescriptor& a, const engine::MatrixDescriptor& b,
+                               const engine::MatrixDescriptor& c, double alpha, double beta);
 };
 
 }  // namespace vex::blas::def

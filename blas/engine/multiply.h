@@ -43,15 +43,19 @@ template <typename P>
 inline constexpr vex_int worth_records = 64 * 64 * 64;
 
 // C := alpha op(A) op(B) + beta C on this path, on the calling thread. C is m x n, the inner extent k. The
-// letters are N, T or C in either case.
+// letters are N, T or C in either case. A path with a blocked multiply of its own names it
+// P::multiply_blocked.
 template <typename P>
 void multiply(const char* trans_a, const char* trans_b, vex_int m, vex_int n, vex_int k, double alpha,
               const double* a, vex_int lda, const double* b, vex_int ldb, double beta, double* c,
               vex_int ldc) {
+  constexpr bool own = requires {
+    &P::multiply_blocked;
+  };
   if (m <= 0 || n <= 0) return;
   if (alpha == 0 || k <= 0) return scale_block<P>(m, n, beta, c, ldc);
   const bool in_place = suits_in_place<P>(m, n, k);
-  if (in_place && m * n * k < worth_records)
+  if (in_place && (own || m * n * k < worth_records))
     return drive_in_place<P>(is(trans_a, 'N'), is(trans_b, 'N'), m, n, k, alpha, a, lda, b, ldb, beta, c,
                              ldc);
   OperationRequest request{op_gemm, in_place ? copy_none : copy_both, false, alpha, beta, {}, {}, {},
@@ -59,7 +63,10 @@ void multiply(const char* trans_a, const char* trans_b, vex_int m, vex_int n, ve
   blas_initialize_matrix(&request.a, const_cast<double*>(a), m, k, lda, nullptr, nullptr, trans_a);
   blas_initialize_matrix(&request.b, const_cast<double*>(b), k, n, ldb, nullptr, nullptr, trans_b);
   blas_initialize_matrix(&request.c, c, m, n, ldc, nullptr, nullptr, nullptr);
-  run_operation(P::operations, request);
+  if constexpr (own)
+    P::multiply_blocked(request.a, request.b, request.c, alpha, beta);
+  else
+    run_operation(P::operations, request);
 }
 
 }  // namespace vex::blas::engine

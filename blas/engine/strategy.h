@@ -14,8 +14,15 @@ struct BlockConstants {
   vex_int nc_cap, nc_cap_shallow;    // for k above 47, and for k up to 47
 };
 
-inline constexpr vex_int kc_floor = 128;
-inline constexpr vex_int shallow_depth = 47;
+// Depth of one slice of the inner dimension. A middling depth is halved; rounded down when `halving_excess`
+// is 0.
+[[gnu::always_inline]] constexpr vex_int depth_slice(const BlockConstants& c, vex_int k, vex_int ku,
+                                                     vex_int halving_excess) {
+  constexpr vex_int kc_floor = 128;
+  if (k <= c.kc_threshold) return larger(round_up(k, ku), kc_floor);
+  if (k >= 2 * c.kc) return c.kc;
+  return round_up((k + halving_excess) / 2, ku);
+}
 
 // Brings a strategy to the values the kernels of this path can run; 1 when nothing had to change.
 template <typename P>
@@ -42,56 +49,28 @@ void initialize_strategy(StrategyRecord* s) {
   *s = {copy_unset, c.mr, c.nr, c.ku, 0, 0, 0, 0, 4, check_strategy<P>};
 }
 
-// Depth of one slice of the inner dimension.
 template <typename P>
 [[gnu::always_inline]] constexpr vex_int depth_slice(vex_int k, vex_int ku, vex_int halving_excess) {
-  constexpr BlockConstants c = P::blocks;
-  if (k <= c.kc_threshold) return larger(round_up(k, ku), kc_floor);
-  if (k >= 2 * c.kc) return c.kc;
-  return round_up((k + halving_excess) / 2, ku);
-}
-
-template <typename P>
-[[gnu::always_inline]] inline void set_buffers(BufferRecord* buffers, const StrategyRecord* s, vex_int m,
-                                               vex_int n, vex_int kc, vex_int nc_cap) {
-  constexpr BlockConstants c = P::blocks;
-  const vex_int mc = round_up(smaller(larger(m, s->mr), c.mc_cap), s->mr);
-  const vex_int nc = round_up(smaller(larger(n, s->nr), nc_cap), s->nr);
-  const vex_int depth = round_up(kc, s->ku);
-  *buffers = {s->copy_mode == copy_b_only ? buffer_b_only : buffer_both,
-              mc,
-              nc,
-              kc,
-              nullptr,
-              nullptr,
-              nullptr,
-              {nullptr, kc, mc, s->mr * depth, s->ku, s->mr, depth, 8, 128, getPointer_buffer},
-              {nullptr, kc, nc, s->nr * depth, s->ku, s->nr, depth, 8, 128, getPointer_buffer},
-              768,
-              4096,
-              1664,
-              2097152,
-              1,
-              {vex_blas_get_bufs, vex_blas_get_size_bufs, vex_blas_free_bufs, vex_blas_get_bufs_pack,
-               vex_blas_set_bufs_pack}};
+  return depth_slice(P::blocks, k, ku, halving_excess);
 }
 
 // Block sizes of a multiply of m x n by depth k.
-template <typename P>
-void initialize_buffers(BufferRecord* buffers, const StrategyRecord* s, vex_int m, vex_int n, vex_int k) {
-  constexpr BlockConstants c = P::blocks;
-  const vex_int nc_cap = k > shallow_depth ? c.nc_cap : c.nc_cap_shallow;
-  set_buffers<P>(buffers, s, m, n, depth_slice<P>(k, s->ku, 1), nc_cap);
-}
-
+void size_buffers(BufferRecord* buffers, const BlockConstants& constants, const StrategyRecord* strategy,
+                  vex_int m, vex_int n, vex_int k);
 // The same for the triangular operations, which halve a middling depth downwards and let a shallow one keep
 // wide column blocks.
+void size_triangular_buffers(BufferRecord* buffers, const BlockConstants& constants,
+                             const StrategyRecord* strategy, vex_int m, vex_int n, vex_int k);
+
+template <typename P>
+void initialize_buffers(BufferRecord* buffers, const StrategyRecord* s, vex_int m, vex_int n, vex_int k) {
+  size_buffers(buffers, P::blocks, s, m, n, k);
+}
+
 template <typename P>
 void initialize_triangular_buffers(BufferRecord* buffers, const StrategyRecord* s, vex_int m, vex_int n,
                                    vex_int k) {
-  constexpr BlockConstants c = P::blocks;
-  const vex_int kc = depth_slice<P>(k, s->ku, 0);
-  set_buffers<P>(buffers, s, m, n, kc, k > shallow_depth ? c.nc_cap : kc);
+  size_triangular_buffers(buffers, P::blocks, s, m, n, k);
 }
 
 }  // namespace vex::blas::engine

@@ -1,0 +1,30 @@
+// Block sizes of the paths with sixteen registers of two doubles and no fused multiply-add: an 8 x 2 tile
+// takes eight registers, its products and B the others. One table for them all, since their instructions, and
+// so their best sizes, are the same; the tag puts the path into the names of what the linker keeps.
+#pragma once
+
+#include "blas/engine/strategy.h"
+
+namespace vex::blas::engine {
+
+template <typename PathTag>
+struct Constants128 {
+  static constexpr BlockConstants blocks{.mr = 8,
+                                         .nr = 2,
+                                         .ku = 1,
+                                         .fourth_block = 8,
+                                         .nocopy_mr = 8,
+                                         .nocopy_nr = 2,
+                                         .kc = 256,
+                                         .kc_threshold = 384,
+                                         .mc_cap = 2000,
+                                         .nc_cap = 192,
+                                         .nc_cap_shallow = 24};
+  static constexpr vex_int chunk_elements = 65536;  // of A, half a megabyte of the second cache
+  // Largest C that is multiplied without packing. Compiled tiles reach 60 % of the peak, the packed kernel
+  // passes them at 16 x 16 x 16 already (16 against 12 GF) and has half as much again at 48 and above.
+  static constexpr vex_int in_place_elements = 12 * 12;
+  static constexpr vex_int solve_block = 128;  // order of the diagonal blocks of a triangular solve
+};
+
+}  // namespace vex::blas::engine
