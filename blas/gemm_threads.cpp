@@ -101,28 +101,42 @@ void calc_nthr_3d_avx512(vex_int d1, vex_int d2, vex_int d3, ThreadState* state)
 
 namespace {
 
-// Sizes at which another driver becomes the better one.
-constexpr vex_int narrow = 378, middle = 1304, large = 1537, very_large = 3073;
+// Settled with gemm_drivers_bench on two cores for 2, 8 and 16 threads (beyond two by processor time, which
+// shows what is packed twice). Percent of the ideal in brackets.
+//
+// Up to five panels of rows, op(B) is used too seldom to be packed: read in place 113 % (60 x 4000 x 384) and
+// 108 % (100 rows) of the packing engine, 99 % at 150 rows and 94 % at 200.
+constexpr vex_int few_rows = 128;
+// Up to here a thread's block of C is small, and barriers cost more than packing twice (eight threads, order
+// 320: 99 against 92; order 500: 92 against 95; order 378 and 1500 deep: 79 against 86).
+constexpr vex_int small_extent = 378, single_slice = 384;
+// Rows (or columns) of a thread's own from which packing all of a small other operand itself is lost in the
+// noise: 98 at 2000, 92 at 500, 88 at 250.
+constexpr vex_int long_share = 1304;
+// Rows or columns of a thread's own that carry the traffic of a shared operand: one block of columns. 1000
+// and 4000 square on two threads, columns cut 98 against 96 for a grid; 37 columns each 84 against 94 for
+// rows.
+constexpr vex_int short_share = 192;
 
-Driver driver_for(vex_int m, vex_int n, const ThreadState& state) {
-  const int threads = state.chosen;
-  if (m <= 96 && n >= middle) return Driver::grid_b_at_source;
-  if (n <= narrow && m >= threads * narrow / 2) return Driver::row_1d;
-  if (m <= narrow && n >= threads * narrow / 2) return Driver::column_1d;
-  if (m < middle && n < middle) return Driver::grid_private;
-  if (n >= very_large && m < large) return Driver::columns_a_shared;
-  if (m >= very_large && n < large) return Driver::rows_b_shared;
+Driver driver_for(vex_int m, vex_int n, vex_int k, int threads) {
+  const vex_int rows_each = m / threads, columns_each = n / threads;
+  if (m <= few_rows && columns_each >= short_share) return Driver::grid_b_at_source;
+  if (m <= small_extent && n <= small_extent && k <= single_slice) return Driver::grid_private;
+  if (n <= small_extent && rows_each >= long_share) return Driver::row_1d;
+  if (m <= small_extent && columns_each >= long_share) return Driver::column_1d;
+  if (columns_each >= short_share) return Driver::columns_a_shared;
+  if (rows_each >= short_share) return Driver::rows_b_shared;
   return Driver::grid_both_shared;
 }
 
 }  // namespace
 
-void set_thread_opts(vex_int m, vex_int n, vex_int, ThreadState* state) {
+void set_thread_opts(vex_int m, vex_int n, vex_int k, ThreadState* state) {
   if (state->path == 7)
     calc_nthr_3d_avx512(m, n, 1, state);
   else
     calc_nthr_3d_avx2(m, n, 1, state);
-  state->driver = driver_for(m, n, *state);
+  state->driver = driver_for(m, n, k, state->chosen);
 }
 
 Share share_1d(vex_int extent, const RangeRecord& range) {

@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include "blas/dispatch.h"
-#include "blas/path_engine.h"
 #include "blas/paths.h"
 
 namespace vex::blas {
@@ -17,37 +16,39 @@ namespace {
 constinit Dispatched<DgemmFunction> path_narrow{nullptr, nullptr, nullptr, nullptr,
                                                 vex_blas_avx512_dgemm_narrow};
 
-constexpr vex_int deepest_single_slice = 384;  // on path 7
+constexpr vex_int single_slice = 384, tile_rows = 24;  // of path 7
+
+void run_narrow(const Product& p) {
+  path_narrow.get()(&p.trans_a, &p.trans_b, &p.m, &p.n, &p.k, &p.alpha, p.a, &p.lda, p.b, &p.ldb, &p.beta,
+                    p.c, &p.ldc, 1, 1);
+}
 
 }  // namespace
 
 bool suits_narrow(int path, const char* trans_a, const char* trans_b, vex_int n,
                   const NarrowOptions& options) {
-  if (engine::is(trans_a, 'N') || !engine::is(trans_b, 'N')) return false;
+  if (!may_be_narrow(trans_a, trans_b, n)) return false;
   const bool two_or_three = n == 2 || n == 3;
   if (path == 6) return two_or_three;
-  if (path != 7 || n > 15) return false;
+  if (path != 7) return false;
   return two_or_three || !(options.several_slices && options.short_stripes && options.scaled);
 }
 
 int use_smalln_kernels(const Product& p, const ThreadState& state) {
-  const vex_int threads = std::max(state.maximum, 1);
+  if (!may_be_narrow(&p.trans_a, &p.trans_b, p.n)) return 0;
+  const vex_int threads = state.chosen < 2 ? 1 : state.maximum;
   const vex_int rows = (p.m + threads - 1) / threads;
-  const NarrowOptions options{p.k > deepest_single_slice, rows < register_block().rows,
-                              p.alpha != 1 && p.alpha != -1};
+  const NarrowOptions options{p.k > single_slice, rows < tile_rows, p.alpha != 1 && p.alpha != -1};
   if (!suits_narrow(state.path, &p.trans_a, &p.trans_b, p.n, options)) return 0;
   omp_driver_stripes(p, rows, static_cast<int>((p.m + rows - 1) / rows));
   return 1;
 }
 
 void omp_driver_stripes(const Product& product, vex_int rows, int stripes) {
-  DgemmFunction* const multiply = path_narrow.get();
+  if (stripes < 2) return run_narrow(product);
 #pragma omp parallel num_threads(stripes)
-  for (vex_int s = omp_get_thread_num(); s < stripes; s += omp_get_num_threads()) {
-    const Product p = product.block(s * rows, 0, std::min(rows, product.m - s * rows), product.n);
-    multiply(&p.trans_a, &p.trans_b, &p.m, &p.n, &p.k, &p.alpha, p.a, &p.lda, p.b, &p.ldb, &p.beta, p.c,
-             &p.ldc, 1, 1);
-  }
+  for (vex_int s = omp_get_thread_num(); s < stripes; s += omp_get_num_threads())
+    run_narrow(product.block(s * rows, 0, std::min(rows, product.m - s * rows), product.n));
 }
 
 }  // namespace vex::blas

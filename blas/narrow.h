@@ -19,11 +19,17 @@ struct NarrowOptions {
 bool suits_narrow(int path, const char* trans_a, const char* trans_b, vex_int n,
                   const NarrowOptions& options);
 
-// 1 when the narrow kernels have done the whole product, on state.maximum threads of a parallel region; 0
-// when the caller must go on.
+// Whether a product could be one of them on some path.
+inline bool may_be_narrow(const char* trans_a, const char* trans_b, vex_int n) {
+  return n <= 15 && !engine::is(trans_a, 'N') && engine::is(trans_b, 'N');
+}
+
+// 1 when the narrow kernels have done the whole product: on state.maximum threads when state.chosen says that
+// threads are worth it at all, otherwise on this one. 0 when the caller must go on.
 int use_smalln_kernels(const Product& product, const ThreadState& state);
 
-// The product in `stripes` stripes of `rows` rows of C, the last one the rest, on as many threads.
+// The product in `stripes` stripes of `rows` rows of C, the last one the rest, on as many threads of a
+// parallel region; a single stripe opens none.
 void omp_driver_stripes(const Product& product, vex_int rows, int stripes);
 
 }  // namespace vex::blas

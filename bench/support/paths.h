@@ -27,6 +27,10 @@ inline const PathKernels& path_kernels(const char* name) {
   static const PathKernels table[] = {
       {"auto", PeakKind::widest_fused, vex_blas_dgemm, vex_blas_dtrsm, vex_blas_xdgemv, vex_blas_xidamax,
        vex_blas_xdswap, vex_blas_xdscal},
+      {"narrow", PeakKind::widest_fused, vex_blas_avx512_dgemm_narrow, vex_blas_avx512_xdtrsm,
+       vex_blas_avx512_xdgemv, vex_blas_avx512_xidamax, vex_blas_avx512_xdswap, vex_blas_avx512_xdscal},
+      {"ger", PeakKind::widest_fused, vex_blas_dgemmger, vex_blas_dtrsm, vex_blas_xdgemv, vex_blas_xidamax,
+       vex_blas_xdswap, vex_blas_xdscal},
       {"avx512", PeakKind::widest_fused, vex_blas_avx512_xdgemm, vex_blas_avx512_xdtrsm,
        vex_blas_avx512_xdgemv, vex_blas_avx512_xidamax, vex_blas_avx512_xdswap, vex_blas_avx512_xdscal},
       {"avx2", PeakKind::fused_avx2, vex_blas_avx2_xdgemm, vex_blas_avx2_xdtrsm, vex_blas_avx2_xdgemv,

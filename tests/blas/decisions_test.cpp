@@ -54,13 +54,14 @@ TEST(Threads, DriverNeverChosenOrGridOfOtherSize) {
   for (int path : {0, 5, 7})
     for (int threads : {2, 6, 16}) {
       std::set<Driver> chosen;
-      for (vex_int m : {30, 90, 300, 900, 1400, 3000, 9000})
-        for (vex_int n : {30, 90, 300, 900, 1400, 3000, 9000}) {
-          ThreadState state{path, threads, threads};
-          set_thread_opts(m, n, 500, &state);
-          ASSERT_EQ(state.parts[0] * state.parts[1] * state.parts[2], threads);
-          chosen.insert(state.driver);
-        }
+      for (vex_int m : {30, 300, 900, 3000, 25000})
+        for (vex_int n : {30, 300, 900, 3000, 25000})
+          for (vex_int k : {100, 1000}) {
+            ThreadState state{path, threads, threads};
+            set_thread_opts(m, n, k, &state);
+            ASSERT_EQ(state.parts[0] * state.parts[1] * state.parts[2], threads);
+            chosen.insert(state.driver);
+          }
       EXPECT_EQ(chosen.size(), 7u) << path << ' ' << threads;
     }
 }

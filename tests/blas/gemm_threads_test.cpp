@@ -84,9 +84,9 @@ void expect_engine_bits_from_every_driver(const std::vector<int>& thread_counts)
     const char* letters;
     vex_int m, n, k;
     double alpha, beta;
-  } calls[] = {{"NN", 301, 209, 400, -1, 1}, {"NT", 25, 700, 130, 0.3, 0},   {"TN", 700, 33, 801, 1, 0.25},
-               {"TT", 97, 97, 385, -0.5, 1}, {"NN", 3, 2, 5, 1, 0},          {"NN", 5200, 17, 50, -1, 1},
-               {"NT", 30, 3200, 47, -1, 1},  {"TN", 130, 3100, 60, 2, -0.5}, {"NN", 1, 1, 1, 1, 1}};
+  } calls[] = {{"NN", 301, 209, 400, -1, 1}, {"NT", 25, 700, 130, 0.3, 0},  {"TN", 700, 33, 801, 1, 0.25},
+               {"TT", 97, 97, 385, -0.5, 1}, {"NN", 3, 2, 5, 1, 0},         {"NN", 5200, 9, 10, -1, 1},
+               {"NT", 30, 3200, 7, -1, 1},   {"TN", 130, 3100, 6, 2, -0.5}, {"NN", 1, 1, 1, 1, 1}};
   for (const auto& call : calls) {
     Trial trial(call.letters, call.m, call.n, call.k, call.alpha, call.beta);
     const std::vector<double> expected = trial.sequential();
@@ -116,8 +116,8 @@ TEST(GemmThreads, SmallerTeamThanAskedForLeavesParts) {
 }
 
 TEST(GemmThreads, DoorGivesOtherBitsThanTheEngine) {
-  const std::vector<std::array<vex_int, 3>> shapes = {{301, 209, 400}, {1400, 64, 33}, {40, 1500, 130},
-                                                      {1600, 1310, 9}, {700, 15, 401}, {90, 2, 500},
+  const std::vector<std::array<vex_int, 3>> shapes = {{301, 209, 400}, {1400, 64, 33}, {40, 700, 130},
+                                                      {500, 410, 9},   {700, 15, 401}, {90, 2, 500},
                                                       {9000, 1, 70},   {1, 70, 900},   {600, 300, 1}};
   for (const auto& [m, n, k] : shapes)
     for (const char* letters : {"NN", "NT", "TN", "TT"})
@@ -157,14 +157,14 @@ TEST(GemmThreads, NarrowOrVectorShapedProductGivesOtherBitsThanTheEngine) {
       }
     };
     for (const char* letters : {"NN", "NT", "TN", "TT"})
-      for (vex_int x : {1, 3, 8, 17, 31, 2053})
-        for (vex_int y : {1, 2, 8, 13, 390, 801})
-          for (const auto& [m, n, k] : {std::array<vex_int, 3>{x, 1, y}, {1, x, y}, {x, y, 1}})
-            compare(path.gemmger, letters, m, n, k);
+      for (const auto& [x, y] :
+           {std::array<vex_int, 2>{1, 1}, {1, 801}, {3, 2}, {7, 390}, {31, 17}, {2053, 9}})
+        for (const auto& [m, n, k] : {std::array<vex_int, 3>{x, 1, y}, {1, x, y}, {x, y, 1}})
+          compare(path.gemmger, letters, m, n, k);
     if (std::strcmp(path.name, "avx512") == 0)
       for (vex_int n = 1; n <= 15; ++n)
-        for (vex_int m : {1, 7, 8, 30, 33, 67})
-          for (vex_int k : {1, 7, 8, 29, 401}) compare(vex_blas_avx512_dgemm_narrow, "TN", m, n, k);
+        for (vex_int m : {1, 8, 30, 67})
+          for (vex_int k : {1, 8, 29, 401}) compare(vex_blas_avx512_dgemm_narrow, "TN", m, n, k);
   }
 }
 
