@@ -109,19 +109,13 @@ class ColumnSteps {
     slot.value.store(own.value, std::memory_order_release);
   }
 
-  // Swaps rows j and `pivot_row` in columns 0 ... j, once every candidate is in: nobody reads them until
-  // then.
-  void swap_left(vex_int j, vex_int pivot_row) const {
-    if (pivot_row != j) blas::xswap(j + 1, &a_(j, 0), a_.ld, &a_(pivot_row, 0), a_.ld);
-  }
-
-  // Swaps the two rows in the member's part of the columns on the right, and finishes row j of U there.
+  // Swaps row j and the pivot's and finishes row j of U on the right, once every candidate is in: nobody
+  // looks at the columns on the left until the pivot is published, nor at those on the right before their own
+  // turn. A handful of columns is less work for the master alone than another meeting for all.
   void finish_row(vex_int j, vex_int pivot_row) const {
-    const Share right = member_.share(a_.cols - j - 1);
-    for (vex_int c = j + 1 + right.start; c < j + 1 + right.start + right.length; ++c) {
-      if (pivot_row != j) std::swap(a_(j, c), a_(pivot_row, c));
-      if (j > 0) a_(j, c) -= blas::xdot(j, &a_(j, 0), a_.ld, a_.col(c), 1);
-    }
+    if (pivot_row != j) blas::xswap(a_.cols, &a_(j, 0), a_.ld, &a_(pivot_row, 0), a_.ld);
+    for (vex_int c = j + 1; j > 0 && c < a_.cols; ++c)
+      a_(j, c) -= blas::xdot(j, &a_(j, 0), a_.ld, a_.col(c), 1);
   }
 
  private:
@@ -152,6 +146,8 @@ vex_int factor_unblocked_alone(MatrixView a, vex_int* ipiv) {
   return info;
 }
 
+// On return other members may still divide the rows that they own of the last column, which does not concern
+// the triangle on top. Whoever touches rows of others in the panel must meet them first.
 vex_int factor_unblocked_by_team(const TeamMember& member, MatrixView a, vex_int* ipiv) {
   const ColumnSteps steps(member, a);
   TeamRecord& record = *member.record;
@@ -164,7 +160,7 @@ vex_int factor_unblocked_by_team(const TeamMember& member, MatrixView a, vex_int
     if (member.is_master()) {
       const vex_int candidate = steps.collect(own);
       ipiv[j] = std::max(candidate, j) + 1;
-      if (a(candidate, j) != 0.0) steps.swap_left(j, candidate);
+      steps.finish_row(j, a(candidate, j) == 0.0 ? j : candidate);
       // Pairs with the acquire below: pivot row and swapped entries are there when the word is.
       record.published.store(published + j + 1, std::memory_order_release);
     } else {
@@ -172,13 +168,9 @@ vex_int factor_unblocked_by_team(const TeamMember& member, MatrixView a, vex_int
       service::SpinWait wait;
       while (record.published.load(std::memory_order_acquire) != published + j + 1) wait.once();
     }
-    const bool zero_pivot = a(j, j) == 0.0;
-    if (zero_pivot && info == 0) info = j + 1;
-    steps.finish_row(j, zero_pivot ? j : ipiv[j] - 1);
-    member.meet();
+    if (a(j, j) == 0.0 && info == 0) info = j + 1;
   }
   steps.divide_last(std::min(a.rows, a.cols) - 1);
-  member.meet();
   return info;
 }
 
@@ -193,7 +185,7 @@ void finish_block(const TeamMember& member, MatrixView a, vex_int c, vex_int wid
   const vex_int first = c + width + right_part.start;
   xlaswp(a.block(c, left_part.start, a.rows - c, left_part.length), walk);
   xlaswp(a.block(c, first, a.rows - c, right_part.length), walk);
-  member.meet();
+  if (c > 0) member.meet();
 
   if (member.is_master()) {
     for (vex_int i = c; i < c + rows; ++i) ipiv[i] += c;
@@ -221,7 +213,7 @@ vex_int factor_recursively(const TeamMember& member, MatrixView a, vex_int* ipiv
         blas::xgemm(Trans::no, Trans::no, -1.0, a.block(c + part.start, 0, part.length, c),
                     a.block(0, c, c, columns), 1.0, a.block(c + part.start, c, part.length, columns));
       }
-      member.meet();
+      // No meeting: the block's first search takes the same rows.
     }
     const vex_int block_info = factor_recursively(member, a.block(c, c, a.rows - c, columns), ipiv + c);
     if (block_info > 0 && info == 0) info = block_info + c;
