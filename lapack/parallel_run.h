@@ -17,6 +17,7 @@
 #include "lapack/team_record.h"
 #include "lapack/team_update.h"
 #include "lapack/thread_team.h"
+#include "service/spin_lock.h"
 
 namespace vex::lapack {
 
@@ -115,6 +116,8 @@ class ParallelRun {
         }
       }
       vex_lapack_thread_team_ctxt_commit_task(&teams_, t, 0);
+      // The task is another thread's, which may be waiting for this processor.
+      if (task.kind == task_not_for_this_team) vex_serv_thread_yield();
     }
   }
 

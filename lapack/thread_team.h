@@ -46,11 +46,13 @@ struct ThreadTeamContext {
   ThreadGroup* group;
   GetTaskCallback get_task;
   CommitCallback commit;
-  HintCallback hint;  // may be null
+  HintCallback hint;        // may be null
+  int yields_before_sleep;  // of a leader that has found no task
   std::int32_t lock;
   // Counts what may let a search succeed that has failed before: groups that fall idle, tasks committed. A
   // leader that has searched in vain only watches it, so that many waiting leaders do not keep the lock busy.
   std::int64_t events;
+  std::int64_t sleepers;  // leaders that wait for a team without watching
 };
 
 // The two steps that vex_lapack_thread_team_ctxt_get_task is made of. They block nobody, so that a simulation

@@ -43,12 +43,15 @@ class SpinWait {
       ++failed_;
     } else {
       vex_serv_thread_yield();
+      ++yields_;
     }
   }
+  std::int64_t yields() const { return yields_; }
 
  private:
   static constexpr int spins_before_yield = 5000;
   int failed_ = 0;
+  std::int64_t yields_ = 0;
 };
 
 // Holds a lock word for the length of a scope.
