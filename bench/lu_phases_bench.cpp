@@ -2,6 +2,7 @@
 // over the repeats. The plan is the tuning trees' unless an option replaces a part of it, so that the program
 // also serves to find their constants.
 #include <omp.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <array>
@@ -116,12 +117,16 @@ ParallelPlan plan_with(const Parameters& replaced, vex_int n, int threads) {
   return plan;
 }
 
-class Matrix {
+// Copies of one random matrix, factored one after the other: many of a small one, so that a timing lasts long
+// enough, and so that the threads come to each from the one before.
+class Matrices {
  public:
-  explicit Matrix(vex_int n)
+  explicit Matrices(vex_int n)
       : n_(n),
-        original_(static_cast<std::size_t>(n * n)),
-        work_(original_.size()),
+        size_(static_cast<std::size_t>(n * n)),
+        copies_(std::max<std::size_t>(1, (std::size_t{1} << 20) / size_)),
+        original_(size_),
+        work_(size_ * copies_),
         pivots_(static_cast<std::size_t>(n)) {
     std::uint64_t state = 12345;
     for (double& value : original_) {
@@ -130,36 +135,50 @@ class Matrix {
     }
   }
 
-  // Factors a fresh copy once; seconds taken.
+  // Factors every copy once; seconds that one took.
   double factor(const ParallelPlan& plan, int threads, LapClock& clock) {
-    std::copy(original_.begin(), original_.end(), work_.begin());
-    vex_int info = 0;
+    for (std::size_t c = 0; c < copies_; ++c)
+      std::copy(original_.begin(), original_.end(), &work_[c * size_]);
     const double start = omp_get_wtime();
     clock = LapClock(threads);
-    if (!lapack::run_in_parallel({work_.data(), n_, n_, n_}, pivots_.data(), info, plan, threads, clock)) {
+    for (std::size_t c = 0; c < copies_; ++c) {
+      vex_int info = 0;
+      if (lapack::run_in_parallel({&work_[c * size_], n_, n_, n_}, pivots_.data(), info, plan, threads,
+                                  clock))
+        continue;
       std::fputs("out of memory\n", stderr);
       std::exit(1);
     }
-    return omp_get_wtime() - start;
+    return (omp_get_wtime() - start) / static_cast<double>(copies_);
   }
+  double copies() const { return static_cast<double>(copies_); }
 
  private:
   vex_int n_;
+  std::size_t size_, copies_;
   std::vector<double> original_, work_;
   std::vector<vex_int> pivots_;
 };
 
-void measure(Matrix& matrix, vex_int n, const ParallelPlan& plan, const Options& options) {
+// The most memory that the process has had so far, in KiB.
+long peak_resident() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
+
+void measure(Matrices& matrices, vex_int n, const ParallelPlan& plan, const Options& options) {
   std::vector<double> rates, peaks;
+  const long resident = peak_resident();
   double sums[phases] = {}, all = 0;
   for (int r = -1; r < options.repeats; ++r) {
     LapClock clock(options.threads);
     peaks.push_back(bench::multiply_add_peak(bench::PeakKind::widest_fused, options.threads));
-    const double seconds = matrix.factor(plan, options.threads, clock);
+    const double seconds = matrices.factor(plan, options.threads, clock);
     if (r < 0) continue;  // warms up
     const auto order = static_cast<double>(n);
     rates.push_back(2.0 / 3.0 * order * order * order / seconds * 1e-9);
-    for (int phase = 0; phase < phases; ++phase) sums[phase] += clock.total(phase);
+    for (int phase = 0; phase < phases; ++phase) sums[phase] += clock.total(phase) / matrices.copies();
     all += seconds * options.threads;
   }
   const double rate = bench::median(rates);
@@ -173,7 +192,7 @@ void measure(Matrix& matrix, vex_int n, const ParallelPlan& plan, const Options&
     std::printf(" %8.1f", 100 * sums[phase] / all);
     rest -= sums[phase];
   }
-  std::printf(" %8.1f\n", 100 * rest / all);
+  std::printf(" %8.1f %6.1f\n", 100 * rest / all, static_cast<double>(peak_resident() - resident) / 1024);
   std::fflush(stdout);
 }
 
@@ -184,15 +203,15 @@ int main(int argc, char** argv) {
   omp_set_num_threads(options.threads);
   std::printf("%6s %4s %4s %3s %7s %3s %8s %6s ", "n", "nb0", "nb1", "sw", "teams", "sw", "GFlops", "% peak");
   for (const char* name : phase_names) std::printf(" %8s", name);
-  std::printf(" %8s\n", "rest");
+  std::printf(" %8s %6s\n", "rest", "MiB");
   for (const int n : options.orders) {
-    Matrix matrix(n);
+    Matrices matrices(n);
     // Counts through all combinations like an odometer.
     std::array<std::size_t, parameters> at{};
     for (std::size_t wheel = 0; wheel < parameters;) {
       Parameters values;
       for (std::size_t i = 0; i < parameters; ++i) values[i] = options.replaced[i][at[i]];
-      measure(matrix, n, plan_with(values, n, options.threads), options);
+      measure(matrices, n, plan_with(values, n, options.threads), options);
       for (wheel = 0; wheel < parameters && ++at[wheel] == options.replaced[wheel].size(); ++wheel)
         at[wheel] = 0;
     }
