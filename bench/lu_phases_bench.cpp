@@ -167,33 +167,58 @@ long peak_resident() {
   return usage.ru_maxrss;
 }
 
-void measure(Matrices& matrices, vex_int n, const ParallelPlan& plan, const Options& options) {
+// What has been measured with one plan.
+struct Tally {
+  ParallelPlan plan;
   std::vector<double> rates, peaks;
+  double seconds[phases] = {}, all = 0;
+  long memory = 0;  // KiB by which it has raised the process's peak
+};
+
+void sample(Tally& tally, Matrices& matrices, vex_int n, int threads, bool counts) {
   const long resident = peak_resident();
-  double sums[phases] = {}, all = 0;
-  for (int r = -1; r < options.repeats; ++r) {
-    LapClock clock(options.threads);
-    peaks.push_back(bench::multiply_add_peak(bench::PeakKind::widest_fused, options.threads));
-    const double seconds = matrices.factor(plan, options.threads, clock);
-    if (r < 0) continue;  // warms up
-    const auto order = static_cast<double>(n);
-    rates.push_back(2.0 / 3.0 * order * order * order / seconds * 1e-9);
-    for (int phase = 0; phase < phases; ++phase) sums[phase] += clock.total(phase) / matrices.copies();
-    all += seconds * options.threads;
-  }
-  const double rate = bench::median(rates);
+  LapClock clock(threads);
+  const double peak = bench::multiply_add_peak(bench::PeakKind::widest_fused, threads);
+  const double seconds = matrices.factor(tally.plan, threads, clock);
+  tally.memory += peak_resident() - resident;
+  if (!counts) return;
+  const auto order = static_cast<double>(n);
+  tally.peaks.push_back(peak);
+  tally.rates.push_back(2.0 / 3.0 * order * order * order / seconds * 1e-9);
+  for (int phase = 0; phase < phases; ++phase) tally.seconds[phase] += clock.total(phase) / matrices.copies();
+  tally.all += seconds * threads;
+}
+
+void print(const Tally& tally, vex_int n) {
+  const ParallelPlan& plan = tally.plan;
+  const double rate = bench::median(tally.rates);
   const auto number = [](vex_int value) { return static_cast<long long>(value); };
   std::printf("%6lld %4lld %4lld %3.0f %lld,%lld,%lld,%lld %3.0f %8.2f %6.1f ", number(n),
               number(plan.nominal_width), number(plan.width), 100 * plan.width_switch,
               number(plan.early_panel), number(plan.late_panel), number(plan.early_update),
-              number(plan.late_update), 100 * plan.team_switch, rate, 100 * rate / bench::median(peaks));
-  double rest = all;
-  for (int phase = 0; phase < phases; ++phase) {
-    std::printf(" %8.1f", 100 * sums[phase] / all);
-    rest -= sums[phase];
+              number(plan.late_update), 100 * plan.team_switch, rate,
+              100 * rate / bench::median(tally.peaks));
+  double rest = tally.all;
+  for (const double seconds : tally.seconds) {
+    std::printf(" %8.1f", 100 * seconds / tally.all);
+    rest -= seconds;
   }
-  std::printf(" %8.1f %6.1f\n", 100 * rest / all, static_cast<double>(peak_resident() - resident) / 1024);
+  std::printf(" %8.1f %6.1f\n", 100 * rest / tally.all, static_cast<double>(tally.memory) / 1024);
   std::fflush(stdout);
+}
+
+// A tally for each combination of the values to try.
+std::vector<Tally> plans_to_try(const Options& options, vex_int n) {
+  std::vector<Tally> tallies;
+  std::array<std::size_t, parameters> at{};  // turned like an odometer
+  for (std::size_t wheel = 0; wheel < parameters;) {
+    Parameters values;
+    for (std::size_t i = 0; i < parameters; ++i) values[i] = options.replaced[i][at[i]];
+    tallies.emplace_back().plan = plan_with(values, n, options.threads);
+    for (wheel = 0; wheel < parameters && ++at[wheel] == options.replaced[wheel].size(); ++wheel)
+      at[wheel] = 0;
+  }
+  return tallies;
 }
 
 }  // namespace
@@ -206,14 +231,10 @@ int main(int argc, char** argv) {
   std::printf(" %8s %6s\n", "rest", "MiB");
   for (const int n : options.orders) {
     Matrices matrices(n);
-    // Counts through all combinations like an odometer.
-    std::array<std::size_t, parameters> at{};
-    for (std::size_t wheel = 0; wheel < parameters;) {
-      Parameters values;
-      for (std::size_t i = 0; i < parameters; ++i) values[i] = options.replaced[i][at[i]];
-      measure(matrices, n, plan_with(values, n, options.threads), options);
-      for (wheel = 0; wheel < parameters && ++at[wheel] == options.replaced[wheel].size(); ++wheel)
-        at[wheel] = 0;
-    }
+    std::vector<Tally> tallies = plans_to_try(options, n);
+    // Rounds over all plans, so that what disturbs the machine disturbs them alike; the first warms up.
+    for (int round = -1; round < options.repeats; ++round)
+      for (Tally& tally : tallies) sample(tally, matrices, n, options.threads, round >= 0);
+    for (const Tally& tally : tallies) print(tally, n);
   }
 }

@@ -195,12 +195,8 @@ class ParallelRun {
   // Applies panel `source` to block column `target`: interchanges, solve, multiply.
   void update(vex_int t, const TeamMember& member, vex_int source, vex_int target) {
     const vex_int top = offset(source);
-    const Update step{source,
-                      top,
-                      a_.block(top, top, a_.rows - top, pivots(source)),
-                      a_.block(0, offset(target), a_.rows, width(target)),
-                      ipiv_,
-                      panels_.count - 1 - source >= 2 * teams_.groups};
+    const Update step{source, top, a_.block(top, top, a_.rows - top, pivots(source)),
+                      a_.block(0, offset(target), a_.rows, width(target)), ipiv_};
     interchange(member, step);
     clock_.lap(t, Phase::interchange);
     solve(member, step);

@@ -42,8 +42,9 @@ void subtract(const Product& p) {
 UpdateSplit split_of(const TeamMember& member, const Update& update) {
   const UpdateSplit split = member.record->split;
   if (split == UpdateSplit::shared_copy) return split;
-  // By itself a thread has nothing to share out, but may still keep the panel packed.
-  if (member.size == 1) return update.panel_returns ? UpdateSplit::own_copies : UpdateSplit::rows;
+  // By itself a thread has nothing to share out, but will meet the panel again. Also near the end, where it
+  // may not: from the second-last updates on packing for each of them was no faster.
+  if (member.size == 1) return UpdateSplit::own_copies;
   if (split != UpdateSplit::by_shape) return split;
   return update.rows_below() >= update.column.cols ? UpdateSplit::rows : UpdateSplit::columns;
 }

@@ -20,7 +20,6 @@ struct Update {
   MatrixView panel;     // from that row down; as many columns as it has pivots
   MatrixView column;    // the block column, all rows
   const vex_int* ipiv;  // of the matrix: one-based rows
-  bool panel_returns;   // this team will probably meet the panel again, so that a copy of it is worth keeping
 
   vex_int pivots() const { return panel.cols; }
   vex_int rows_below() const { return panel.rows - panel.cols; }
