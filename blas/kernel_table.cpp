@@ -8,7 +8,8 @@ namespace vex::blas::engine {
 namespace {
 
 // Which of a pair: bit 16 of the setting asks for results that depend on neither threads nor alignment.
-BlockKernel* chosen(const KernelPair& pair) {
+template <typename Pair>
+auto* chosen(const Pair& pair) {
   return vex_serv_cbwr_get(-1) & 0x10000 ? pair.cnr : pair.plain;
 }
 
@@ -27,6 +28,8 @@ int initialize_kernel_info(KernelTable* table, const PathRoutines& routines, int
             chosen(routines.kernel),
             routines.scale,
             routines.edge,
+            nullptr,
+            nullptr,
             nullptr,
             nullptr,
             nullptr};
@@ -54,8 +57,12 @@ int initialize_kernel_info(KernelTable* table, const PathRoutines& routines, int
       table->operation = solve ? "DTRSM" : "DTRMM";
       table->driver = (solve ? routines.solve_triangle : routines.multiply_triangle)[side][triangle];
       table->copy_diagonal = (solve ? routines.copy_solved : routines.copy_factor)[side][triangle];
-      table->diagonal_kernel =
-          chosen((solve ? routines.solve_diagonal : routines.multiply_diagonal)[side][triangle]);
+      if (solve) {
+        table->solve_kernel = chosen(routines.solve_diagonal[side][triangle]);
+        table->unblocked = routines.solve_unblocked;
+      } else {
+        table->diagonal_kernel = chosen(routines.multiply_diagonal[side][triangle]);
+      }
       table->scale_triangle =
           solve ? routines.solve_scale[side][(special.flags & flag_unit) != 0] : routines.scale;
       break;

@@ -22,7 +22,6 @@ struct Constants {
   // and 96.
   static constexpr vex_int chunk_elements = 20000;
   static constexpr vex_int in_place_elements = 160 * 160;  // largest C that is multiplied without packing
-  static constexpr vex_int solve_block = 192;  // order of the diagonal blocks of a triangular solve
 };
 
 }  // namespace vex::blas::avx2

@@ -184,12 +184,22 @@ static constexpr PathRoutines routines{
     .triangle_full = vex_blas_avx512_xdsyrk_fullacopybcopy,
     .triangle_prepacked = vex_blas_avx512_xdsyrk_acopiedbcopy,
     .multiply_triangle = {},
-    .solve_triangle = {},
+    .solve_triangle = {{vex_blas_avx512_xdtrsm_left_lower_fullacopybcopy,
+                        vex_blas_avx512_xdtrsm_left_upper_fullacopybcopy},
+                       {vex_blas_avx512_xdtrsm_right_lower_fullacopybcopy,
+                        vex_blas_avx512_xdtrsm_right_upper_fullacopybcopy}},
     .copy_factor = {},
-    .copy_solved = {},
+    .copy_solved = {{vex_blas_avx512_dtrxm_copy_left_lower, vex_blas_avx512_dtrxm_copy_left_upper},
+                    {vex_blas_avx512_dtrxm_copy_right_lower, vex_blas_avx512_dtrxm_copy_right_upper}},
     .multiply_diagonal = {},
-    .solve_diagonal = {},
-    .solve_scale = {}};
+    .solve_diagonal =
+        {{{vex_blas_avx512_dtrsm_kernel_left_lower, vex_blas_avx512_dtrsm_kernel_left_lower_cnr},
+          {vex_blas_avx512_dtrsm_kernel_left_upper, vex_blas_avx512_dtrsm_kernel_left_upper_cnr}},
+         {{vex_blas_avx512_dtrsm_kernel_right_lower, vex_blas_avx512_dtrsm_kernel_right_lower_cnr},
+          {vex_blas_avx512_dtrsm_kernel_right_upper, vex_blas_avx512_dtrsm_kernel_right_upper_cnr}}},
+    .solve_scale = {{vex_blas_avx512_dtrsm_scale_left, vex_blas_avx512_dtrsm_scale_left_unit},
+                    {vex_blas_avx512_dtrsm_scale_right, vex_blas_avx512_dtrsm_scale_right_unit}},
+    .solve_unblocked = vex_blas_avx512_xdtrsm_unblocked};
 
 int vex_blas_avx512_dgemm_initialize_kernel_info(KernelTable* table, int operation, bool right,
                                                  const StrategyRecord* strategy, const MatrixDescriptor* a,

@@ -19,7 +19,6 @@ struct Constants {
                                                  .nc_cap_shallow = 24};
   static constexpr vex_int chunk_elements = 65536;         // of A, half a megabyte of the second cache
   static constexpr vex_int in_place_elements = 160 * 160;  // largest C that is multiplied without packing
-  static constexpr vex_int solve_block = 192;  // order of the diagonal blocks of a triangular solve
 };
 
 }  // namespace vex::blas::avx512

@@ -30,4 +30,16 @@ vex::blas::engine::InitializeStrategy vex_blas_avx512_dgemm_initialize_strategy;
 vex::blas::engine::InitializeBuffers vex_blas_avx512_dgemm_initialize_buffers,
     vex_blas_avx512_dtrxm_initialize_buffers;
 vex::blas::engine::InitializeKernelInfo vex_blas_avx512_dgemm_initialize_kernel_info;
+vex::blas::engine::Driver vex_blas_avx512_xdtrsm_left_lower_fullacopybcopy,
+    vex_blas_avx512_xdtrsm_left_upper_fullacopybcopy, vex_blas_avx512_xdtrsm_right_lower_fullacopybcopy,
+    vex_blas_avx512_xdtrsm_right_upper_fullacopybcopy, vex_blas_avx512_xdtrsm_unblocked;
+vex::blas::engine::CopyFunction vex_blas_avx512_dtrxm_copy_left_lower, vex_blas_avx512_dtrxm_copy_left_upper,
+    vex_blas_avx512_dtrxm_copy_right_lower, vex_blas_avx512_dtrxm_copy_right_upper;
+vex::blas::engine::SolveKernel vex_blas_avx512_dtrsm_kernel_left_lower,
+    vex_blas_avx512_dtrsm_kernel_left_lower_cnr, vex_blas_avx512_dtrsm_kernel_left_upper,
+    vex_blas_avx512_dtrsm_kernel_left_upper_cnr, vex_blas_avx512_dtrsm_kernel_right_lower,
+    vex_blas_avx512_dtrsm_kernel_right_lower_cnr, vex_blas_avx512_dtrsm_kernel_right_upper,
+    vex_blas_avx512_dtrsm_kernel_right_upper_cnr;
+vex::blas::engine::ScaleRoutine vex_blas_avx512_dtrsm_scale_left, vex_blas_avx512_dtrsm_scale_left_unit,
+    vex_blas_avx512_dtrsm_scale_right, vex_blas_avx512_dtrsm_scale_right_unit;
 }

@@ -85,6 +85,45 @@ struct Simd {
       r[i + 6] = _mm512_shuffle_f64x2(u[i + 2], u[i + 6], 0xdd);
     }
   }
+  // Rows of the 8 x 8 square whose column c stands at `columns` + c * ld, and back. Half columns are joined on
+  // the way in and out of memory, where it costs no shuffle: two steps are left of transpose()'s three.
+  [[gnu::always_inline]] static void load_transposed(const double* columns, std::int64_t ld,
+                                                     Vector (&rows)[width]) {
+    for (int half = 0; half < 8; half += 4) {
+      const auto pair = [&](int c) __attribute__((always_inline)) {
+        const double* const p = columns + half + c * ld;
+        return _mm512_insertf64x4(_mm512_castpd256_pd512(_mm256_loadu_pd(p)), _mm256_loadu_pd(p + 2 * ld), 1);
+      };
+      const Vector a = pair(0), b = pair(1), c = pair(4), d = pair(5);
+      const Vector even = _mm512_unpacklo_pd(a, b), odd = _mm512_unpackhi_pd(a, b);
+      const Vector even2 = _mm512_unpacklo_pd(c, d), odd2 = _mm512_unpackhi_pd(c, d);
+      rows[half] = _mm512_shuffle_f64x2(even, even2, 0x88);
+      rows[half + 1] = _mm512_shuffle_f64x2(odd, odd2, 0x88);
+      rows[half + 2] = _mm512_shuffle_f64x2(even, even2, 0xdd);
+      rows[half + 3] = _mm512_shuffle_f64x2(odd, odd2, 0xdd);
+    }
+  }
+  [[gnu::always_inline]] static void store_transposed(double* columns, std::int64_t ld,
+                                                      const Vector (&rows)[width]) {
+    const __m512i low = _mm512_setr_epi64(0, 1, 8, 9, 2, 3, 10, 11);
+    const __m512i high = _mm512_setr_epi64(4, 5, 12, 13, 6, 7, 14, 15);
+    for (int half = 0; half < 8; half += 4) {
+      const auto pair = [&](int c, Vector v) __attribute__((always_inline)) {
+        double* const p = columns + half + c * ld;
+        _mm256_storeu_pd(p, _mm512_castpd512_pd256(v));
+        _mm256_storeu_pd(p + 2 * ld, _mm512_extractf64x4_pd(v, 1));
+      };
+      const Vector a = _mm512_unpacklo_pd(rows[half], rows[half + 1]);
+      const Vector b = _mm512_unpackhi_pd(rows[half], rows[half + 1]);
+      const Vector c = _mm512_unpacklo_pd(rows[half + 2], rows[half + 3]);
+      const Vector d = _mm512_unpackhi_pd(rows[half + 2], rows[half + 3]);
+      pair(0, _mm512_permutex2var_pd(a, low, c));
+      pair(1, _mm512_permutex2var_pd(b, low, d));
+      pair(4, _mm512_permutex2var_pd(a, high, c));
+      pair(5, _mm512_permutex2var_pd(b, high, d));
+    }
+  }
+
   [[gnu::always_inline]] static void prefetch(const double* p) {
     _mm_prefetch(reinterpret_cast<const char*>(p), _MM_HINT_T0);
   }

@@ -3,6 +3,7 @@
 #include "blas/engine/block_kernels.h"
 #include "blas/engine/multiply.h"
 #include "blas/engine/own_multiply.h"
+#include "blas/engine/plain_solve.h"
 #include "blas/engine/tile_sse_8x2.h"
 #include "blas/paths.h"
 
@@ -68,7 +69,7 @@ constexpr OwnRoutines own{vex_blas_cnr_def_dgemm_copyan,
                           multiply_packed,
                           vex_blas_cnr_def_dgemm_pst,
                           vex_blas_cnr_def_dgemm_scalm};
-constexpr PathRoutines routines = for_packed_operands(own, scale);
+constexpr PathRoutines routines = PlainSolve<Path>::added_to(for_packed_operands(own, scale));
 
 int kernel_info(KernelTable* table, int operation, bool right, const StrategyRecord* strategy,
                 const MatrixDescriptor* a, const MatrixDescriptor* b, const MatrixDescriptor* c) {

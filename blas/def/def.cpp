@@ -20,8 +20,7 @@ void vex_blas_def_xdtrsm(const char* side, const char* uplo, const char* trans, 
                          const vex_int* m, const vex_int* n, const double* alpha, const double* a,
                          const vex_int* lda, double* b, const vex_int* ldb, vex_int, vex_int, vex_int,
                          vex_int) {
-  engine::solve<Path>(engine::is(side, 'L'), engine::is(uplo, 'L'), !engine::is(trans, 'N'),
-                      engine::is(diag, 'U'), *m, *n, *alpha, a, *lda, b, *ldb);
+  engine::solve<Path>(side, uplo, trans, diag, *m, *n, *alpha, a, *lda, b, *ldb);
 }
 
 void vex_blas_def_xdtrsm_v1(const char* side, const char* uplo, const char* trans, const char* diag,

@@ -24,7 +24,6 @@ struct Constants128 {
   // Largest C that is multiplied without packing. Compiled tiles reach 60 % of the peak, the packed kernel
   // passes them at 16 x 16 x 16 already (16 against 12 GF) and has half as much again at 48 and above.
   static constexpr vex_int in_place_elements = 12 * 12;
-  static constexpr vex_int solve_block = 128;  // order of the diagonal blocks of a triangular solve
 };
 
 }  // namespace vex::blas::engine

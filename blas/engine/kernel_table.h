@@ -28,6 +28,19 @@ struct BlockProduct {
 
 using BlockKernel = void(const BlockProduct& block);
 
+// One packed diagonal block of a triangle E and the right-hand sides that it is solved for: E X = B from the
+// left, X E = B from the right, X over B. solve_kernel.h says how E is packed.
+struct SolveBlock {
+  vex_int order, count;    // of E; right-hand sides
+  const double* triangle;  // packed
+  double* panel;           // room for a tile's width of right-hand sides, order rounded up to nr of each
+  double* x;               // element (0, 0)
+  vex_int ldx;
+  bool unit;
+};
+
+using SolveKernel = void(const SolveBlock& block);
+
 // The source descriptor is narrowed to the rectangle to pack: for A extent x depth, for B depth x extent.
 // Each value is multiplied by *scale on the way.
 using CopyFunction = void(const MatrixDescriptor* source, const PackedDescriptor* packed, double* target,
@@ -45,8 +58,18 @@ using Source = const MatrixDescriptor*;  // short forms for lists of copy routin
 using Packed = const PackedDescriptor*;
 using Scalar = const double*;
 
+struct KernelTable;
 struct BlockedCall;
 using Driver = void(const BlockedCall& call);
+
+// How a path fills the records of a call.
+using InitializeStrategy = void(StrategyRecord* strategy);
+using InitializeBuffers = void(BufferRecord* buffers, const StrategyRecord* strategy, vex_int m, vex_int n,
+                               vex_int k);
+// 1 when the path does not serve the operation. `right`: the symmetric or triangular operand is b.
+using InitializeKernelInfo = int(KernelTable* table, int operation, bool right,
+                                 const StrategyRecord* strategy, const MatrixDescriptor* a,
+                                 const MatrixDescriptor* b, const MatrixDescriptor* c);
 
 struct KernelTable {
   const char* operation;
@@ -60,6 +83,9 @@ struct KernelTable {
   CopyFunction* copy_diagonal;
   BlockKernel* diagonal_kernel;
   ScaleRoutine* scale_triangle;
+  // Of the solve.
+  SolveKernel* solve_kernel;
+  Driver* unblocked;  // the whole call, dividing by the diagonal and without scratch memory
 };
 
 // One call of an operation. a and b are the left and the right factor of the product, whichever of them is
@@ -71,6 +97,9 @@ struct BlockedCall {
   BufferRecord buffers;
   MatrixDescriptor a, b, c;
   const PackedDescriptor* prepacked_a;  // copy mode 4: slice after slice of A, see packed_slice()
+  // Of the solve: the caller's own buffers, with their areas placed, or null and what fills a record.
+  const BufferRecord* prepared;
+  InitializeBuffers* initialize_buffers;
 };
 
 // Index of a choice by side and effective triangle.
@@ -80,6 +109,9 @@ enum TriangleIndex { of_lower = 0, of_upper = 1 };
 // A kernel and its twin for the reproducible setting.
 struct KernelPair {
   BlockKernel *plain, *cnr;
+};
+struct SolveKernelPair {
+  SolveKernel *plain, *cnr;
 };
 
 // Everything a path can put into a kernel table. A null entry is an operation that the path does not serve.
@@ -93,18 +125,11 @@ struct PathRoutines {
   Driver *triangle_full, *triangle_prepacked;  // a triangle of C
   Driver *multiply_triangle[2][2], *solve_triangle[2][2];
   CopyFunction *copy_factor[2][2], *copy_solved[2][2];  // the diagonal blocks of a triangular operand
-  KernelPair multiply_diagonal[2][2], solve_diagonal[2][2];
+  KernelPair multiply_diagonal[2][2];
+  SolveKernelPair solve_diagonal[2][2];
   ScaleRoutine* solve_scale[2][2];  // [SideIndex][unit diagonal]
+  Driver* solve_unblocked;
 };
-
-// How a path fills the records of a call.
-using InitializeStrategy = void(StrategyRecord* strategy);
-using InitializeBuffers = void(BufferRecord* buffers, const StrategyRecord* strategy, vex_int m, vex_int n,
-                               vex_int k);
-// 1 when the path does not serve the operation. `right`: the symmetric or triangular operand is b.
-using InitializeKernelInfo = int(KernelTable* table, int operation, bool right,
-                                 const StrategyRecord* strategy, const MatrixDescriptor* a,
-                                 const MatrixDescriptor* b, const MatrixDescriptor* c);
 
 struct PathEngine {
   InitializeStrategy* initialize_strategy;

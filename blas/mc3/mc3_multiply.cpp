@@ -2,6 +2,7 @@
 // processor.
 #include "blas/engine/block_kernels.h"
 #include "blas/engine/multiply.h"
+#include "blas/engine/plain_solve.h"
 #include "blas/engine/tile_sse_8x2.h"
 #include "blas/mc3/gemm_kernels.h"
 #include "blas/mc3/path.h"
@@ -107,7 +108,7 @@ constexpr PathRoutines routines_of(const GemmKernel& x) {
   routines.scale = x.scale, routines.edge = x.edge;
   routines.full = drive_full, routines.prepacked = drive_prepacked;
   routines.in_place = drive_in_place<Path>;
-  return routines;
+  return PlainSolve<Path>::added_to(routines);
 }
 
 void size_multiply(BufferRecord* buffers, const StrategyRecord* strategy, vex_int m, vex_int n, vex_int k) {

@@ -260,7 +260,7 @@ vex_int factor_unblocked(vex_int m, vex_int n, double* a, vex_int lda, vex_int* 
   }
   if (first < n) {
     interchange_rows<P>(n - first, a + first * lda, lda, 0, m, ipiv);
-    blas::engine::solve<P>(true, true, false, true, m, n - first, 1, a, lda, a + first * lda, lda);
+    blas::engine::solve<P>("L", "L", "N", "U", m, n - first, 1, a, lda, a + first * lda, lda);
   }
   return info;
 }
