@@ -13,28 +13,28 @@ namespace {
 // those of the fits.
 constexpr KernelCosts avx512 = {
     "avx512",
-    {0.0407, 0.139, 0.175, 0, 2490},  // multiply: error 9 % mean, 23 % most
-    {0.0176, 0.574, 0.0841, 2420},    // solve: error 16 % mean, 58 % most
-    {0.0236, 0.624, 0, 0, 211},       // panel: error 7 % mean, 17 % most
-    {0.662, 18.7},                    // swap in cache: error 8 % mean, 20 % most
-    {3.2, 305},                       // swap in memory: error 14 % mean, 33 % most
+    {0.0396, 0.125, 0.127, 0.0978, 4030},  // multiply: error 7 % mean, 28 % most
+    {0.0184, 1.27, 0.146, 2050},           // solve: error 25 % mean, 76 % most
+    {0.0226, 0.395, 0, 0, 231},            // panel: error 8 % mean, 22 % most
+    {0.68, 19},                            // swap in cache: error 8 % mean, 20 % most
+    {1.79, 180},                           // swap in memory: error 29 % mean, 56 % most
 };
 constexpr KernelCosts avx2 = {
     "avx2",
-    {0.0388, 0.0774, 0.371, 0.594, 7160},  // multiply: error 14 % mean, 45 % most
-    {0.0227, 0.397, 0.145, 2500},          // solve: error 22 % mean, 69 % most
-    {0.0316, 0.781, 0, 0, 334},            // panel: error 12 % mean, 23 % most
-    {0.673, 19.2},                         // swap in cache: error 8 % mean, 20 % most
-    {2.88, 369},                           // swap in memory: error 17 % mean, 42 % most
+    {0.0387, 0.1, 0.162, 1.14, 8050},  // multiply: error 12 % mean, 29 % most
+    {0.0187, 0.563, 0.126, 1920},      // solve: error 21 % mean, 60 % most
+    {0.0238, 0.843, 0, 0, 161},        // panel: error 9 % mean, 21 % most
+    {0.666, 19},                       // swap in cache: error 7 % mean, 18 % most
+    {1.69, 291},                       // swap in memory: error 27 % mean, 48 % most
 };
 // The trees of this name serve the 128-bit paths.
 constexpr KernelCosts avx = {
     "avx",
-    {0.139, 0.618, 0.463, 0.372, 14700},  // multiply: error 16 % mean, 31 % most
-    {0.0543, 2.42, 0.267, 2980},          // solve: error 16 % mean, 35 % most
-    {0.0657, 1.95, 0, 0, 95.6},           // panel: error 11 % mean, 29 % most
-    {0.695, 18.1},                        // swap in cache: error 13 % mean, 31 % most
-    {2.94, 217},                          // swap in memory: error 19 % mean, 37 % most
+    {0.145, 0.738, 0.381, 5.6, 6570},  // multiply: error 13 % mean, 22 % most
+    {0.0522, 0.0671, 0, 2820},         // solve: error 21 % mean, 65 % most
+    {0.0651, 1.94, 0, 0, 55.5},        // panel: error 10 % mean, 33 % most
+    {0.992, 21.5},                     // swap in cache: error 9 % mean, 21 % most
+    {2.45, 480},                       // swap in memory: error 18 % mean, 38 % most
 };
 
 // Not measured: the 512-bit kernels on small cores of 1.4 GHz. Everything takes 2.6 times as long, but the
@@ -128,10 +128,9 @@ double Costs::interchange_left(vex_int pivots, vex_int columns) const {
 }
 
 // Rows are shared, and the interchanges and solves inside the panel by columns; the rest every member does,
-// or waits for. A column brings four waits: the master reads the candidates, which come at the same time but
-// cost a line each; everybody reads the pivot; all meet. A sub-block brings three meetings, and with widths
-// of 8, 16
-// ... there is a sub-block for every four columns.
+// or waits for. In a column the master reads the candidates, which come at the same time but cost a line
+// each, everybody reads the pivot, and all meet. A sub-block brings three meetings, and since there are
+// sub-blocks of 8, 16, 32 ... columns, there is one for every four columns.
 double Costs::panel(vex_int rows, vex_int width, vex_int team) const {
   const double m = largest_share(rows, team, row_granule), w = number(width), t = number(team);
   const double* c = machine_.kernels.panel;

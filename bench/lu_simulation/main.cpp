@@ -46,6 +46,7 @@ struct Options {
   double latency = -1, bandwidth = -1, multiply_rate = -1;
   int gantt = 0, validate = 0;
   bool tune = false, measure = false;
+  Freedom freedom;
 };
 
 [[noreturn]] void usage() {
@@ -55,7 +56,7 @@ struct Options {
       "         [--fts0 N] [--fts1 N] [--nb0 N] [--nb1 N] [--nb_switch N] [--ts_switch N] [--uts0 N] [--uts1 "
       "N]\n"
       "         [--latency NS] [--bandwidth GB_PER_S] [--multiply-rate FACTOR]\n"
-      "         [--tune | --gantt CHARACTERS | --validate REPEATS | --measure]\n",
+      "         [--tune [--keep-settled] | --gantt CHARACTERS | --validate REPEATS | --measure]\n",
       stderr);
   std::exit(2);
 }
@@ -66,6 +67,10 @@ Options parse(int argc, char** argv) {
     const auto is = [&](const char* name) { return !std::strcmp(argv[i], name); };
     if (is("--tune") || is("--measure")) {
       (is("--tune") ? options.tune : options.measure) = true;
+      continue;
+    }
+    if (is("--keep-settled")) {
+      options.freedom = {false, false};
       continue;
     }
     if (std::strncmp(argv[i], "--", 2) != 0 || i + 1 == argc) usage();
@@ -137,13 +142,29 @@ void print_gantt(const Outcome& run, vex_int threads, int characters) {
   for (std::size_t t = 0; t < lines.size(); ++t) std::printf("thread %2zu %s\n", t, lines[t].c_str());
 }
 
+// What one row of a table has to serve: orders on both sides, and where nobody says how fast the arithmetic
+// is, also machines with twice as many vector pipes.
+std::vector<Case> cases_around(const Options& options, const Setting& setting) {
+  std::vector<Case> cases;
+  for (const vex_int percent : {82, 100, 122}) {
+    Setting near = setting;
+    near.n = setting.n * percent / 100;
+    Machine machine = machine_for(options, setting.threads);
+    cases.push_back({near, Costs(machine, near.n, setting.threads)});
+    if (options.multiply_rate > 0 || options.path != "avx512") continue;
+    machine.multiply_rate = 2;
+    cases.push_back({near, Costs(machine, near.n, setting.threads)});
+  }
+  return cases;
+}
+
 void report(const Options& options, int n, int threads) {
   const Costs costs(machine_for(options, threads), n, threads);
   const Setting setting{n, threads, code_path(options.path), options.depth};
   TunedValues values = vex::lapack::tuned_values(setting.code_path, threads, n, n);
   for (const NamedValue& name : tuned_names)
     if (options.changed.*name.value >= 0) values.*name.value = options.changed.*name.value;
-  if (options.tune) values = tune(setting, values, costs);
+  if (options.tune) values = tune(cases_around(options, setting), values, options.freedom);
   const auto plan = vex::lapack::plan_parallel(values, n, n, setting.code_path, threads);
   const double one = one_thread(setting, costs);
   Outcome run;

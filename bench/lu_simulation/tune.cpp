@@ -1,6 +1,9 @@
 // A walk along the coordinates, from several starts, since team sizes and widths only pay together.
 #include "bench/lu_simulation/tune.h"
 
+#include <algorithm>
+#include <cmath>
+#include <tuple>
 #include <vector>
 
 #include "bench/lu_simulation/run.h"
@@ -19,69 +22,65 @@ constexpr vex_int most_panels = 400;
 
 class Walk {
  public:
-  Walk(const Setting& setting, const Costs& costs) : setting_(setting), costs_(costs) {
+  Walk(const std::vector<Case>& cases, Freedom freedom) : cases_(cases), freedom_(freedom) {
     // A team that does not divide the threads would leave some of them out.
-    for (vex_int size = 1; size <= setting.threads && size <= 32; ++size)
-      if (setting.threads % size == 0) sizes_.push_back(size);
+    const vex_int threads = cases[0].setting.threads;
+    for (vex_int size = 1; size <= threads && size <= 32; ++size)
+      if (threads % size == 0) sizes_.push_back(size);
   }
 
-  TunedValues from(TunedValues start) {
+  TunedValues from(const TunedValues& start) {
     values_ = start;
-    best_ = makespan(setting_, values_, costs_);
+    best_ = mean(values_);
     for (bool better = true; better;) {
       better = false;
-      for (const vex_int w : widths) better |= try_widths(w, values_.nb1 < w ? values_.nb1 : w);
-      for (const vex_int w : widths) better |= try_widths(values_.nb0 > w ? values_.nb0 : w, w);
-      for (const vex_int s : sizes_) better |= try_panel_teams(s, s);
-      for (const vex_int s : sizes_)
-        if (s <= values_.fts1) better |= try_panel_teams(s, values_.fts1);
-      for (const vex_int s : sizes_) better |= try_update_teams(s, s);
-      for (const vex_int s : sizes_)
-        if (s <= values_.uts1) better |= try_update_teams(s, values_.uts1);
-      if (values_.nb0 != values_.nb1)
-        for (const vex_int p : percentages) better |= try_one(&TunedValues::nb_switch, p);
-      if (values_.fts0 != values_.fts1 || values_.uts0 != values_.uts1)
-        for (const vex_int p : percentages) better |= try_one(&TunedValues::ts_switch, p);
+      if (freedom_.widths) {
+        for (const vex_int w : widths)
+          better |= try_pair(&TunedValues::nb0, w, &TunedValues::nb1, std::min(w, values_.nb1));
+        for (const vex_int w : widths)
+          better |= try_pair(&TunedValues::nb0, std::max(w, values_.nb0), &TunedValues::nb1, w);
+      }
+      for (const vex_int late : sizes_)
+        for (const vex_int early : sizes_) {
+          if (early > late) break;
+          if (freedom_.panel_teams || early == values_.fts0)
+            better |= try_pair(&TunedValues::fts0, early, &TunedValues::fts1, late);
+          better |= try_pair(&TunedValues::uts0, early, &TunedValues::uts1, late);
+        }
+      for (const vex_int p : percentages) {
+        if (values_.nb0 != values_.nb1)
+          better |= try_pair(&TunedValues::nb_switch, p, &TunedValues::nb1, values_.nb1);
+        if (values_.fts0 != values_.fts1 || values_.uts0 != values_.uts1)
+          better |= try_pair(&TunedValues::ts_switch, p, &TunedValues::nb1, values_.nb1);
+      }
     }
     return values_;
   }
   double best() const { return best_; }
 
  private:
-  bool try_values(const TunedValues& next) {
-    if (setting_.n / next.nb1 > most_panels) return false;
-    const double time = makespan(setting_, next, costs_);
-    if (time > 0.995 * best_) return false;
+  // The logarithm of the geometric mean of the cases' times.
+  double mean(const TunedValues& values) const {
+    double sum = 0;
+    for (const Case& c : cases_) sum += std::log(makespan(c.setting, values, c.costs));
+    return sum / static_cast<double>(cases_.size());
+  }
+
+  bool try_pair(vex_int TunedValues::*first, vex_int first_to, vex_int TunedValues::*second,
+                vex_int second_to) {
+    TunedValues next = values_;
+    next.*first = first_to;
+    next.*second = second_to;
+    if (cases_.back().setting.n / next.nb1 > most_panels) return false;
+    const double time = mean(next);
+    if (time > best_ - 0.005) return false;
     best_ = time;
     values_ = next;
     return true;
   }
-  bool try_widths(vex_int nb0, vex_int nb1) {
-    TunedValues next = values_;
-    next.nb0 = nb0;
-    next.nb1 = nb1;
-    return try_values(next);
-  }
-  bool try_panel_teams(vex_int early, vex_int late) {
-    TunedValues next = values_;
-    next.fts0 = early;
-    next.fts1 = late;
-    return try_values(next);
-  }
-  bool try_update_teams(vex_int early, vex_int late) {
-    TunedValues next = values_;
-    next.uts0 = early;
-    next.uts1 = late;
-    return try_values(next);
-  }
-  bool try_one(vex_int TunedValues::*value, vex_int to) {
-    TunedValues next = values_;
-    next.*value = to;
-    return try_values(next);
-  }
 
-  Setting setting_;
-  const Costs& costs_;
+  const std::vector<Case>& cases_;
+  Freedom freedom_;
   std::vector<vex_int> sizes_;
   TunedValues values_{};
   double best_ = 0;
@@ -99,18 +98,17 @@ double makespan(const Setting& setting, const TunedValues& values, const Costs& 
   return simulate(setting.n, plan, setting.threads, setting.depth, costs).makespan;
 }
 
-TunedValues tune(const Setting& setting, const TunedValues& start, const Costs& costs) {
-  Walk walk(setting, costs);
+TunedValues tune(const std::vector<Case>& cases, const TunedValues& start, Freedom freedom) {
+  Walk walk(cases, freedom);
   TunedValues best = walk.from(start);
   double least = walk.best();
-  const TunedValues starts[] = {{1, 1, 48, 48, 50, 50, 1, 1},
-                                {1, 1, 128, 64, 50, 50, 1, 1},
-                                {2, 2, 128, 64, 50, 50, 1, 2},
-                                {4, 4, 192, 96, 50, 50, 2, 4}};
-  for (const TunedValues& other : starts) {
-    if (setting.threads % other.fts1 != 0) continue;
+  for (const vex_int team : {1, 2, 4}) {
+    if (cases[0].setting.threads % team != 0) continue;
+    TunedValues other = {team, team, 64 * team, 32 * (team + 1), 50, 50, 1, team};
+    if (!freedom.widths) std::tie(other.nb0, other.nb1) = std::tie(start.nb0, start.nb1);
+    if (!freedom.panel_teams) other.fts0 = start.fts0;
     const TunedValues found = walk.from(other);
-    if (walk.best() >= 0.995 * least) continue;
+    if (walk.best() >= least - 0.005) continue;
     least = walk.best();
     best = found;
   }

@@ -1,6 +1,8 @@
 // Searching for the tuning values of one order and thread count.
 #pragma once
 
+#include <vector>
+
 #include "bench/lu_simulation/costs.h"
 #include "lapack/tuning_trees.h"
 
@@ -17,8 +19,17 @@ struct Setting {
 double one_thread(const Setting& setting, const Costs& costs);
 double makespan(const Setting& setting, const lapack::TunedValues& values, const Costs& costs);
 
-// The best values found from `start` on: one value after another is tried over its whole range until no
-// change gains half a percent.
-lapack::TunedValues tune(const Setting& setting, const lapack::TunedValues& start, const Costs& costs);
+// Which of the values a search may change.
+struct Freedom {
+  bool widths = true, panel_teams = true;
+};
+
+// The best values found from `start` on, for all cases together: one value after another is tried over its
+// whole range until no change gains half a percent on the geometric mean.
+struct Case {
+  Setting setting;
+  Costs costs;
+};
+lapack::TunedValues tune(const std::vector<Case>& cases, const lapack::TunedValues& start, Freedom freedom);
 
 }  // namespace vex::bench

@@ -149,18 +149,19 @@ TEST(TuningTrees, AreTakenFromTheNearestPathAndThreadCount) {
 }
 
 TEST(TuningTrees, AnswerEveryShapeWithUsableNumbers) {
-  for (const int path : {4, 5, 6, 7}) {
-    for (const vex_int threads : {2, 4, 8, 12, 24, 28, 34, 44, 56, 68}) {
-      for (const vex_int m : {vex_int{0}, vex_int{1}, vex_int{150}, vex_int{1000}, vex_int{7000}, huge}) {
-        for (const vex_int n : {vex_int{0}, vex_int{1}, vex_int{150}, vex_int{1000}, vex_int{7000}, huge}) {
-          for (const Parameter width : {Parameter::nb0, Parameter::nb1}) {
-            const vex_int value = tuned_value(path, threads, width, m, n);
-            EXPECT_TRUE(8 <= value && value <= 512 && value % 8 == 0);
-          }
-          for (const Parameter percent : {Parameter::nb_switch, Parameter::ts_switch}) {
-            const vex_int value = tuned_value(path, threads, percent, m, n);
-            EXPECT_TRUE(0 <= value && value <= 100);
-          }
+  using namespace vex::lapack;
+  for (const CodePathEntry* path : {&getrf_avx, &getrf_avx2, &getrf_avx512, &getrf_avx512_hcx}) {
+    for (const ThreadCountEntry* entry = path->begin; entry != path->end; ++entry) {
+      for (const vex_int m : {vex_int{0}, vex_int{1}, vex_int{1000}, vex_int{3000}, vex_int{7000}, huge}) {
+        for (const vex_int n : {vex_int{0}, vex_int{1}, vex_int{1000}, vex_int{3000}, vex_int{7000}, huge}) {
+          const TunedValues v = tuned_values(path->code_path, entry->threads, m, n);
+          for (const vex_int width : {v.nb0, v.nb1})
+            EXPECT_TRUE(8 <= width && width <= 512 && width % 8 == 0);
+          for (const vex_int percent : {v.nb_switch, v.ts_switch})
+            EXPECT_TRUE(0 <= percent && percent <= 100);
+          // Teams of another size would leave some threads without one.
+          for (const vex_int size : {v.fts0, v.fts1, v.uts0, v.uts1})
+            EXPECT_TRUE(size >= 1 && entry->threads % size == 0) << size << " of " << entry->threads;
         }
       }
     }
