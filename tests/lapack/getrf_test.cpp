@@ -298,9 +298,11 @@ TEST(PlanParallel, NeverAsksForMoreThreadsOrTeamsThanThereAre) {
 }
 
 TEST(PlanParallel, BindsColumnsToThreadsOnlyWithTeamsOfOneOnWideRegisters) {
-  EXPECT_TRUE(vex::lapack::plan_parallel(1000, 1000, 7, 56).thread_hint);
-  EXPECT_FALSE(vex::lapack::plan_parallel(5000, 5000, 7, 56).thread_hint);
-  EXPECT_FALSE(vex::lapack::plan_parallel(1000, 1000, 5, 2).thread_hint);
+  const auto bound = [](vex_int late_update, int path) {
+    return vex::lapack::plan_parallel({1, 1, 48, 48, 0, 50, 1, late_update}, 1000, 1000, path, 56)
+        .thread_hint;
+  };
+  EXPECT_TRUE(bound(1, 7) && !bound(2, 7) && !bound(1, 5));
 }
 
 }  // namespace
