@@ -120,6 +120,18 @@ TEST(ParallelFactorization, ExactForEveryShapeAndTeamFormation) {
       }
 }
 
+// Deeper than the kernels take in one go: packed copies then consist of several slices.
+TEST(ParallelFactorization, ExactWithPanelsInSlices) {
+  const ExactLu expected = exact_lu(560, 530, Pivots::scattered, 6);
+  for (int way = 0; way < ways_to_multiply; ++way) {
+    SCOPED_TRACE(testing::Message() << "way " << way);
+    Factored got(expected.a, 560, 530);
+    ASSERT_TRUE(lapack::factor_in_parallel(got.view(), got.ipiv.data(), got.info,
+                                           plan_of({4, 2, 2, 2, 2}, 420, 30, way), 2));
+    expect_exact(expected, got);
+  }
+}
+
 TEST(ParallelFactorization, ExactWithFarMoreThreadsThanCores) {
   const ExactLu expected = exact_lu(150, 150, Pivots::scattered, 5);
   Factored got(expected.a, 150, 150);
