@@ -1,0 +1,207 @@
+// The factorization in whatever surroundings a program gives it: thread counts that the runtime delivers or
+// not, calls from several threads at once, memory that runs out, a callback that stops it. All on matrices
+// with exact factors, so that every outcome is known to the last bit.
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "lapack/getrf_parallel.h"
+#include "lapack/lapack.h"
+#include "service/buffer_cache.h"
+#include "service/progress.h"
+#include "tests/reference/lu.h"
+#include "tests/support/alone.h"
+#include "tests/support/counting_allocator.h"
+#include "tests/support/run_program.h"
+#include "tests/support/thread_limit.h"
+
+namespace {
+
+using namespace vex;
+using namespace vex::test;
+
+constexpr bool thread_sanitizer = std::string_view(SANITIZE).find("thread") != std::string_view::npos;
+
+struct Problem {
+  vex_int m, n;
+  ExactLu lu;
+};
+
+Problem problem(vex_int m, vex_int n, Pivots kind) {
+  return {m, n, exact_lu(m, n, kind, static_cast<std::uint64_t>(m + n))};
+}
+
+// One for each way: register-resident, recursive, tall, square and wide.
+std::vector<Problem> problems_of_every_way(Pivots kind) {
+  return {problem(16, 16, kind), problem(200, 90, kind), problem(4200, 33, kind), problem(330, 330, kind),
+          problem(150, 700, kind)};
+}
+
+struct Outcome {
+  std::vector<double> factors;
+  std::vector<vex_int> ipiv;
+  vex_int info = -77;
+};
+
+Outcome factor(const Problem& p) {
+  Outcome got{p.lu.a, std::vector<vex_int>(static_cast<std::size_t>(std::min(p.m, p.n)))};
+  vex_lapack_dgetrf(&p.m, &p.n, got.factors.data(), &p.m, got.ipiv.data(), &got.info);
+  return got;
+}
+
+bool is_exact(const Problem& p, const Outcome& got) {
+  return got.info == p.lu.info && got.ipiv == p.lu.ipiv && got.factors == p.lu.factors;
+}
+
+TEST(Robustness, EveryWayIsExactOnAnyThreadCountAndLeavesTheSettingsAlone) {
+  const int dynamic = vex_serv_get_dynamic(), runtime_threads = omp_get_max_threads();
+  for (const Pivots kind : {Pivots::scattered, Pivots::tied, Pivots::singular})
+    for (const Problem& p : problems_of_every_way(kind))
+      for (const int threads : {1, 2, 3, 4, 8, 16, 56}) {
+        vex_serv_set_dynamic(threads % 2);
+        const ThreadLimit limit(threads);
+        EXPECT_TRUE(is_exact(p, factor(p)))
+            << p.m << " x " << p.n << ", case " << int(kind) << ", " << threads << " threads";
+        EXPECT_EQ(vex_serv_get_max_threads(), threads);
+        EXPECT_EQ(vex_serv_get_dynamic(), threads % 2);
+        EXPECT_EQ(omp_get_max_threads(), runtime_threads);
+      }
+  vex_serv_set_dynamic(dynamic);
+}
+
+// The runtime reads its variables once: the same in processes of their own.
+TEST(Robustness, EveryWayIsExactWhateverTheRuntimeDelivers) {
+  for (const auto& [variable, value] :
+       {std::pair("OMP_THREAD_LIMIT", "3"), {"OMP_DYNAMIC", "true"}, {"OMP_MAX_ACTIVE_LEVELS", "0"}}) {
+    const ProgramResult child = run_own_test(
+        "Robustness.EveryWayIsExactOnAnyThreadCountAndLeavesTheSettingsAlone", {{variable, value}});
+    EXPECT_EQ(child.status, 0) << variable << '\n' << child.output << child.errors;
+  }
+}
+
+TEST(Robustness, RandomShapesAndTeamsAreExact) {
+  Random random(1);
+  for (int run = 0; run < (thread_sanitizer ? 200 : 2000); ++run) {
+    const Problem p = problem(1 + random.below(70), 1 + random.below(70), Pivots(random.below(3)));
+    const vex_int threads = 1 + random.below(9);
+    Outcome got{p.lu.a, std::vector<vex_int>(static_cast<std::size_t>(std::min(p.m, p.n)))};
+    const MatrixView a{got.factors.data(), p.m, p.n, p.m};
+    lapack::ParallelPlan plan = lapack::plan_parallel(p.m, p.n, static_cast<int>(random.below(8)), threads);
+    plan.threads = threads;
+    plan.width = 1 + random.below(20);
+    plan.nominal_width = plan.width + random.below(10);
+    plan.late_panel = 1 + random.below(threads);
+    plan.early_panel = 1 + random.below(plan.late_panel);
+    plan.late_update = 1 + random.below(threads);
+    plan.early_update = 1 + random.below(plan.late_update);
+    plan.thread_hint = plan.late_panel * plan.late_update == 1;
+    if (run % 4 == 0)
+      ASSERT_TRUE(lapack::factor_tall_in_parallel(a, got.ipiv.data(), got.info, threads));
+    else
+      ASSERT_TRUE(lapack::factor_in_parallel(a, got.ipiv.data(), got.info, plan, threads));
+    ASSERT_TRUE(is_exact(p, got)) << "run " << run << ": " << p.m << " x " << p.n << ", " << threads
+                                  << " threads, width " << plan.width;
+  }
+}
+
+TEST(Robustness, ManyCallersAtOnceDoNotDisturbEachOther) {
+  const std::vector<Problem> problems = problems_of_every_way(Pivots::scattered);
+  std::atomic<int> wrong{0};
+  const auto call = [&](std::size_t first) {
+    const ThreadLimit limit(3);
+    for (std::size_t i = 0; i < 2 * problems.size(); ++i) {
+      const Problem& p = problems[(first + i) % problems.size()];
+      if (!is_exact(p, factor(p))) ++wrong;
+    }
+  };
+  std::vector<std::thread> callers;
+  for (std::size_t c = 0; c < 4; ++c) callers.emplace_back(call, c);
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(wrong, 0);
+  // From a region of the program's own, where the runtime delivers no more threads, and where it does.
+  const int levels = omp_get_max_active_levels();
+  for (const int allowed : {1, 2}) {
+    omp_set_max_active_levels(allowed);
+#pragma omp parallel num_threads(3)
+    call(static_cast<std::size_t>(omp_get_thread_num()));
+    EXPECT_EQ(wrong, 0);
+  }
+  omp_set_max_active_levels(levels);
+}
+
+std::atomic<int> calls{0}, stop_at{0};
+int count_and_stop(const int*, const int*, const char*, vex_int) {
+  return ++calls == stop_at;
+}
+
+TEST(Robustness, EveryWayStopsWhenAskedAndWorksAgainAfterwards) {
+  const ThreadLimit limit(4);
+  const auto previous = vex_serv_set_progress(count_and_stop);
+  for (const Problem& p : problems_of_every_way(Pivots::scattered))
+    for (const int at : {1, 2, 4}) {
+      calls = 0, stop_at = at;
+      const Outcome got = factor(p);
+      EXPECT_EQ(got.info, calls < at ? 0 : -1002) << p.m << " x " << p.n << ", asked at call " << at;
+      EXPECT_TRUE(calls > 0 || p.n == 16);
+      stop_at = 0;
+      EXPECT_TRUE(is_exact(p, factor(p))) << p.m << " x " << p.n << " after a stop";
+    }
+  vex_serv_set_progress(previous);
+}
+
+TEST(Robustness, EveryFailedAllocationIsSurvivedWithoutALeak) {
+  if (!alone()) return;
+  in_unused_memory([] {
+    const ThreadLimit limit(3);
+    for (const Problem& p : problems_of_every_way(Pivots::scattered)) {
+      factor(p);  // whatever stays for good is obtained here
+      vex_serv_free_buffers();
+      const long live = CountingAllocator::live();
+      bool failed = true;
+      for (long nth = 1; failed; ++nth) {
+        CountingAllocator::failing = nth;
+        const Outcome got = factor(p);
+        failed = CountingAllocator::failing == 0;
+        CountingAllocator::failing = 0;
+        EXPECT_TRUE(got.info == -1002 || is_exact(p, got))
+            << p.m << " x " << p.n << ", allocation " << nth << " failed, info " << got.info;
+        EXPECT_TRUE(is_exact(p, factor(p))) << "after allocation " << nth;
+        vex_serv_free_buffers();
+        EXPECT_EQ(CountingAllocator::live(), live) << p.m << " x " << p.n << ", allocation " << nth;
+      }
+    }
+  });
+}
+
+// Column 0 has nothing but two entries of the same magnitude, in rows that different threads own.
+TEST(Robustness, TiesAndSpecialPivotsAreFoundInTheFirstRowThatHoldsThem) {
+  constexpr double infinity = std::numeric_limits<double>::infinity();
+  constexpr double least = std::numeric_limits<double>::min();
+  constexpr vex_int m = 96, n = 9;
+  for (const double value : {2.0, -least, least / 4, 5e-324, infinity, -std::nan("")})
+    for (const vex_int threads : {1, 2, 3, 4, 8, 16})
+      for (const auto& [first, second] : {std::pair<vex_int, vex_int>{0, 95}, {10, 40}, {17, 18}, {47, 48}}) {
+        SCOPED_TRACE(testing::Message()
+                     << value << " in rows " << first << " and " << second << ", " << threads << " threads");
+        std::vector<double> a(m * n);
+        std::vector<vex_int> ipiv(n);
+        for (vex_int j = 1; j < n; ++j) a[static_cast<std::size_t>(j + j * m)] = 1;
+        a[static_cast<std::size_t>(first)] = value;
+        a[static_cast<std::size_t>(second)] = -value;
+        vex_int info = -77;
+        ASSERT_TRUE(lapack::factor_tall_in_parallel({a.data(), m, n, m}, ipiv.data(), info, threads));
+        EXPECT_EQ(ipiv[0], first + 1);
+        if (std::isfinite(value)) {
+          EXPECT_EQ(a[static_cast<std::size_t>(second)], -1.0);
+          EXPECT_EQ(info, 0);
+        }
+      }
+}
+
+}  // namespace
