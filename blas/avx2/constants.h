@@ -21,6 +21,11 @@ struct Constants {
   // MiB. Half a megabyte lost 2 to 5 % at depths of 48 to 192; chunks of one or two panels lost as much at 48
   // and 96.
   static constexpr vex_int chunk_elements = 20000;
+  // Tiles of products that are not packed: vectors high, columns wide. 8 x 6 is the rule; an odd number of
+  // vectors ends with 12 x 4, since one vector alone leaves the multipliers waiting for their own results.
+  static constexpr int nocopy_tallest = 3;
+  static constexpr int nocopy_widest(int vectors) { return vectors == 1 ? 8 : vectors == 2 ? 6 : 4; }
+  static constexpr vex_int nocopy_height(vex_int vectors) { return vectors == 3 ? 3 : vectors > 1 ? 2 : 1; }
   static constexpr vex_int in_place_elements = 160 * 160;  // largest C that is multiplied without packing
 };
 

@@ -1,6 +1,7 @@
 // The names that this path gives to the engine's routines.
 #pragma once
 
+#include "blas/engine/in_place.h"
 #include "blas/engine/kernel_table.h"
 
 extern "C" {
@@ -18,6 +19,15 @@ vex::blas::engine::BlockKernel vex_blas_avx2_dgemm_ker0, vex_blas_avx2_dgemm_ker
     vex_blas_avx2_dgemm_kernel_0, vex_blas_avx2_dgemm_kernel_0_cnr, vex_blas_avx2_dgemm_kernel_0_b0,
     vex_blas_avx2_dgemm_kernel_0_b0_cnr, vex_blas_avx2_dsyrk_lower_ker0, vex_blas_avx2_dsyrk_lower_ker0_cnr,
     vex_blas_avx2_dsyrk_upper_ker0, vex_blas_avx2_dsyrk_upper_ker0_cnr;
+vex::blas::engine::NocopyKernel vex_blas_avx2_dgemm_kernel_nocopy_NN_b0,
+    vex_blas_avx2_dgemm_kernel_nocopy_NN_b1, vex_blas_avx2_dgemm_kernel_nocopy_NN_bn,
+    vex_blas_avx2_dgemm_kernel_nocopy_NT_b0, vex_blas_avx2_dgemm_kernel_nocopy_NT_b1,
+    vex_blas_avx2_dgemm_kernel_nocopy_NT_bn, vex_blas_avx2_dgemm_kernel_nocopy_TN_b0,
+    vex_blas_avx2_dgemm_kernel_nocopy_TN_b1, vex_blas_avx2_dgemm_kernel_nocopy_TN_bn,
+    vex_blas_avx2_dgemm_kernel_nocopy_TT_b0, vex_blas_avx2_dgemm_kernel_nocopy_TT_b1,
+    vex_blas_avx2_dgemm_kernel_nocopy_TT_bn;
+vex::blas::engine::FixedKernel vex_blas_avx2_dgemm_nocopy_anbn_meq6_keq6,
+    vex_blas_avx2_dgemm_nocopy_anbn_meq6_keq6_b0;
 vex::blas::engine::EdgeRoutine vex_blas_avx2_d_pst_wrapper;
 void vex_blas_avx2_dgemm_mscale(vex_int m, vex_int n, double beta, double* c, vex_int ldc);
 vex::blas::engine::ScaleRoutine vex_blas_avx2_dgemm_mscale_wrapper;

@@ -4,12 +4,14 @@
 #include "blas/avx2/constants.h"
 #include "blas/avx2/simd.h"
 #include "blas/avx2/tile_12x4.h"
+#include "blas/engine/in_place.h"
 #include "blas/engine/kernel_table.h"
 
 namespace vex::blas::avx2 {
 
 struct Path : Simd, Constants, OwnTile {
   static const engine::PathEngine operations;
+  static const engine::NocopyKernels nocopy;
 };
 
 }  // namespace vex::blas::avx2

@@ -9,7 +9,10 @@ namespace vex::blas::avx2 {
 
 struct Simd {
   using Vector = __m256d;
-  using Mask = __m256i;
+  struct Mask {
+    __m256i lanes;
+    int count;
+  };
   using NanFlags = __m256d;
   static constexpr int width = 4;
   static constexpr int registers = 16;
@@ -22,13 +25,20 @@ struct Simd {
 
   // Lanes 0 to count - 1; masked lanes load as zero and are not written.
   [[gnu::always_inline]] static Mask first_lanes(int count) {
-    return _mm256_cmpgt_epi64(_mm256_set1_epi64x(count), _mm256_setr_epi64x(0, 1, 2, 3));
+    return {_mm256_cmpgt_epi64(_mm256_set1_epi64x(count), _mm256_setr_epi64x(0, 1, 2, 3)), count};
   }
-  [[gnu::always_inline]] static Vector load(Mask lanes, const double* p) {
-    return _mm256_maskload_pd(p, lanes);
+  [[gnu::always_inline]] static Vector load(Mask mask, const double* p) {
+    return _mm256_maskload_pd(p, mask.lanes);
   }
-  [[gnu::always_inline]] static void store(Mask lanes, double* p, Vector v) {
-    _mm256_maskstore_pd(p, lanes, v);
+  // By halves: a masked store takes some processors 20 cycles.
+  [[gnu::always_inline]] static void store(Mask mask, double* p, Vector v) {
+    if (mask.count > 3) return store(p, v);
+    __m128d rest = _mm256_castpd256_pd128(v);
+    if (mask.count > 1) {
+      _mm_storeu_pd(p, rest);
+      rest = _mm256_extractf128_pd(v, 1);
+    }
+    if (mask.count & 1) _mm_store_sd(p + (mask.count & 2), rest);
   }
 
   [[gnu::always_inline]] static Vector add(Vector a, Vector b) { return _mm256_add_pd(a, b); }

@@ -3,6 +3,7 @@
 #include "blas/avx512/names.h"
 #include "blas/avx512/path.h"
 #include "blas/engine/block_kernels.h"
+#include "blas/engine/fixed_size.h"
 #include "blas/engine/multiply.h"
 #include "blas/engine/symmetric.h"
 #include "blas/paths.h"
@@ -16,6 +17,10 @@ void vex_blas_avx512_xdgemm(const char* trans_a, const char* trans_b, const vex_
                             const vex_int* k, const double* alpha, const double* a, const vex_int* lda,
                             const double* b, const vex_int* ldb, const double* beta, double* c,
                             const vex_int* ldc, vex_int, vex_int) {
+  if (*m == fixed_extent && *k == fixed_extent && is(trans_a, 'N') && is(trans_b, 'N') && *alpha != 0)
+    return (*beta == 0
+                ? vex_blas_avx512_dgemm_nocopy_anbn_meq6_keq6_b0
+                : vex_blas_avx512_dgemm_nocopy_anbn_meq6_keq6)(*n, *alpha, a, *lda, b, *ldb, *beta, c, *ldc);
   multiply<Path>(trans_a, trans_b, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc);
 }
 

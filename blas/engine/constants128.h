@@ -24,6 +24,10 @@ struct Constants128 {
   // Largest C that is multiplied without packing. Compiled tiles reach 60 % of the peak, the packed kernel
   // passes them at 16 x 16 x 16 already (16 against 12 GF) and has half as much again at 48 and above.
   static constexpr vex_int in_place_elements = 12 * 12;
+  // Tiles of products that are not packed: vectors high, columns wide.
+  static constexpr int nocopy_tallest = 2;
+  static constexpr int nocopy_widest(int) { return 4; }
+  static constexpr vex_int nocopy_height(vex_int vectors) { return vectors > 1 ? 2 : 1; }
 };
 
 }  // namespace vex::blas::engine

@@ -1,94 +1,123 @@
-// Multiplies too small to pay for packing: the tiles read A and B where they are. The operations on each
-// element of C are those of the packed engine in the same order, so a call gives the same bits whichever way
-// it goes.
+// Products that are not packed: C is walked in tiles that read A and B where they are. An element sees the
+// operations of the packed engine in the same order, so a call gives the same bits whichever way it goes.
 #pragma once
 
+#include "blas/engine/nocopy_tile.h"
 #include "blas/engine/pack.h"
 #include "blas/engine/strategy.h"
-#include "blas/engine/tile.h"
 
 namespace vex::blas::engine {
 
-// One multiply: element (i, p) of op(A) is a[i * a_row + p * a_column], (p, j) of op(B) b[p * b_row + j *
-// b_column].
-struct InPlaceProduct {
-  vex_int m, n, k;
-  double alpha;
-  const double* a;
-  vex_int a_row, a_column;
-  const double* b;
-  vex_int b_row, b_column;
-  bool store;  // C = .. instead of C += ..
-  double* c;
-  vex_int ldc;
+// A whole product; which operands are transposed and what happens to C is in the kernel.
+using NocopyKernel = void(const NocopyProduct& x);
+
+struct NocopyKernels {
+  NocopyKernel* of[2][2][3];  // [A transposed][B transposed][Beta]
 };
 
-// Tiles of every height in vectors and every width in columns, whole or cut in their last vector.
-template <typename P, bool partial, bool negated>
-struct InPlaceTiles {
-  using Function = void (*)(bool store, vex_int rows, vex_int k, TileSource source, double* c, vex_int ldc);
-  static constexpr int mv = static_cast<int>(P::blocks.mr) / P::width, nr = static_cast<int>(P::blocks.nr);
-  Function of[mv][nr];
+// A product of fixed extents; the beta of a kernel that does not read C is not used.
+using FixedKernel = void(vex_int n, double alpha, const double* a, vex_int lda, const double* b, vex_int ldb,
+                         double beta, double* c, vex_int ldc);
 
-  template <int MV, int NR>
-  static void tile(bool store, vex_int rows, vex_int k, TileSource source, double* c, vex_int ldc) {
-    multiply_tile<P, MV, NR, partial, negated>(store, rows, k, source, c, ldc);
-  }
-  template <int I, int J>
-  static constexpr void fill(InPlaceTiles& table) {
-    table.of[I][J] = tile<I + 1, J + 1>;
-    if constexpr (J + 1 < nr)
-      fill<I, J + 1>(table);
-    else if constexpr (I + 1 < mv)
-      fill<I + 1, 0>(table);
-  }
-  static constexpr InPlaceTiles make() {
-    InPlaceTiles table{};
-    fill<0, 0>(table);
-    return table;
-  }
-};
-
-// Depth up to which nothing is sliced, and panels on the stack are enough.
+// Depth up to which nothing is sliced, and strips on the stack are enough.
 template <typename P>
 inline constexpr vex_int deepest_in_place = P::blocks.kc_threshold;
 
-template <typename P, bool negated>
-void multiply_in_place(const InPlaceProduct& x) {
-  static constexpr auto whole = InPlaceTiles<P, false, negated>::make();
-  static constexpr auto cut = InPlaceTiles<P, true, negated>::make();
-  constexpr vex_int mr = P::blocks.mr, nr = P::blocks.nr, w = P::width;
-  const bool turned = x.a_row != 1;
-  alignas(64) double panel[mr * deepest_in_place<P>];  // only used (and only touched) when A is transposed
-  for (vex_int i = 0; i < x.m; i += mr) {
-    const vex_int rows = smaller(mr, x.m - i);
-    TileSource source{x.a + i, x.a_column, x.b, x.b_row, x.b_column};
-    if (turned) {
-      copy_panel_right<P, static_cast<int>(mr)>(rows, x.k, x.a + i * x.a_row, x.a_row, P::splat(1.0), panel);
-      source.a = panel, source.a_step = mr;
-    }
-    const auto& tiles = rows % w == 0 ? whole.of[(rows - 1) / w] : cut.of[(rows - 1) / w];
-    for (vex_int j = 0; j < x.n; j += nr, source.b += nr * x.b_column)
-      tiles[smaller(nr, x.n - j) - 1](x.store, rows, x.k, source, x.c + i + j * x.ldc, x.ldc);
+// Columns of the next tile: all that are left, or two equal halves before a narrow rest.
+[[gnu::always_inline]] constexpr vex_int next_width(vex_int left, vex_int widest) {
+  if (left <= widest) return left;
+  return left < 2 * widest ? (left + 1) / 2 : widest;
+}
+
+// Rows of op(A) that lie along the columns of A, side by side as a tile reads them.
+template <typename P, int vectors>
+[[gnu::always_inline]] inline void turn_strip(vex_int height, vex_int rows, const NocopyProduct& x,
+                                              const double* a, double* strip) {
+  if constexpr (vectors > 1)
+    if (height < vectors) return turn_strip<P, vectors - 1>(height, rows, x, a, strip);
+  copy_panel_right<P, vectors * P::width>(rows, x.k, a, x.lda, P::splat(1.0), strip);
+}
+
+template <typename P, bool b_turned, bool negated>
+[[gnu::always_inline]] inline void multiply_strip(const NocopyProduct& x, Beta beta, vex_int height,
+                                                  vex_int rows, const double* a, vex_int a_step, double* c) {
+  static constexpr auto whole = NocopyTiles<P, false, negated, b_turned>::make();
+  static constexpr auto cut = NocopyTiles<P, true, negated, b_turned>::make();
+  const auto& tiles = rows == height * P::width ? whole.of[height - 1] : cut.of[height - 1];
+  const vex_int widest = P::nocopy_widest(static_cast<int>(height));
+  const double* b = x.b;
+  for (vex_int left = x.n, width; left > 0; left -= width) {
+    width = next_width(left, widest);
+    tiles[width - 1](x, beta, rows, a, a_step, b, c);
+    b += b_turned ? width : width * x.ldb;
+    c += width * x.ldc;
   }
 }
 
-// The same for any alpha: B is scaled, column panel by column panel, into a copy first, as packing does.
-template <typename P>
-void multiply_in_place_scaled(const InPlaceProduct& x) {
-  constexpr vex_int nr = P::blocks.nr;
-  alignas(64) double panel[nr * deepest_in_place<P>];
-  for (vex_int j = 0; j < x.n; j += nr) {
-    const vex_int columns = smaller(nr, x.n - j);
-    for (vex_int p = 0; p < x.k; ++p)
-      for (vex_int q = 0; q < columns; ++q)
-        panel[p * nr + q] = x.alpha * x.b[p * x.b_row + (j + q) * x.b_column];
-    InPlaceProduct part = x;
-    part.n = columns;
-    part.b = panel, part.b_row = nr, part.b_column = 1;
-    part.c = x.c + j * x.ldc;
-    multiply_in_place<P, false>(part);
+template <typename P, bool a_turned, bool b_turned>
+[[gnu::always_inline]] inline void multiply_in_place(const NocopyProduct& x, Beta beta) {
+  constexpr vex_int w = P::width;
+  alignas(64) double strip[a_turned ? P::nocopy_tallest * w * deepest_in_place<P> : 1];
+  for (vex_int i = 0, height; i < x.m; i += height * w) {
+    height = P::nocopy_height((x.m - i + w - 1) / w);
+    const vex_int rows = smaller(height * w, x.m - i);
+    const double* a = x.a + (a_turned ? i * x.lda : i);
+    if (a_turned) turn_strip<P, P::nocopy_tallest>(height, rows, x, a, strip), a = strip;
+    const vex_int a_step = a_turned ? height * w : x.lda;
+    if (x.negated)
+      multiply_strip<P, b_turned, true>(x, beta, height, rows, a, a_step, x.c + i);
+    else
+      multiply_strip<P, b_turned, false>(x, beta, height, rows, a, a_step, x.c + i);
   }
+}
+
+template <typename P, bool a_turned, bool b_turned, Beta beta>
+void nocopy_product(const NocopyProduct& x) {
+  multiply_in_place<P, a_turned, b_turned>(x, beta);
+}
+
+// The kernels of a path: under the names it gives them, or under none.
+template <typename P>
+[[gnu::always_inline]] inline NocopyKernel* nocopy_kernel(bool a_turned, bool b_turned, Beta beta) {
+  if constexpr (requires { P::nocopy; }) {
+    return P::nocopy.of[a_turned][b_turned][static_cast<int>(beta)];
+  } else {
+    using enum Beta;
+    static constexpr NocopyKernels nameless{
+        {{{nocopy_product<P, 0, 0, zero>, nocopy_product<P, 0, 0, one>, nocopy_product<P, 0, 0, other>},
+          {nocopy_product<P, 0, 1, zero>, nocopy_product<P, 0, 1, one>, nocopy_product<P, 0, 1, other>}},
+         {{nocopy_product<P, 1, 0, zero>, nocopy_product<P, 1, 0, one>, nocopy_product<P, 1, 0, other>},
+          {nocopy_product<P, 1, 1, zero>, nocopy_product<P, 1, 1, one>, nocopy_product<P, 1, 1, other>}}}};
+    return nameless.of[a_turned][b_turned][static_cast<int>(beta)];
+  }
+}
+
+// The same for any alpha: B is scaled into a copy first, as packing does, some columns at a time.
+template <typename P>
+void multiply_scaled_in_place(const NocopyProduct& x, bool a_turned, bool b_turned, Beta beta, double alpha) {
+  constexpr vex_int piece = 24;
+  alignas(64) double scaled[piece * deepest_in_place<P>];
+  for (vex_int j = 0; j < x.n; j += piece) {
+    NocopyProduct part = x;
+    part.n = smaller(piece, x.n - j);
+    part.b = scaled, part.ldb = piece;
+    part.c = x.c + j * x.ldc;
+    const double* const b = x.b + (b_turned ? j : j * x.ldb);
+    for (vex_int q = 0; q < part.n; ++q)
+      for (vex_int p = 0; p < x.k; ++p)
+        scaled[p * piece + q] = alpha * (b_turned ? b[q + p * x.ldb] : b[p + q * x.ldb]);
+    nocopy_kernel<P>(a_turned, true, beta)(part);
+  }
+}
+
+template <typename P>
+void drive_in_place(bool a_turned, bool b_turned, vex_int m, vex_int n, vex_int k, double alpha,
+                    const double* a, vex_int lda, const double* b, vex_int ldb, double beta, double* c,
+                    vex_int ldc) {
+  const Beta kind = beta == 1 ? Beta::one : beta == 0 ? Beta::zero : Beta::other;
+  const NocopyProduct x{m, n, k, alpha == -1, a, lda, b, ldb, beta, c, ldc};
+  if (alpha != 1 && alpha != -1) return multiply_scaled_in_place<P>(x, a_turned, b_turned, kind, alpha);
+  nocopy_kernel<P>(a_turned, b_turned, kind)(x);
 }
 
 // Whether packing would cost more than it saves: each element of A is used n times and each of B m times, so

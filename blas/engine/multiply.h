@@ -8,33 +8,10 @@
 
 namespace vex::blas::engine {
 
-template <typename P>
-void drive_in_place(bool a_plain, bool b_plain, vex_int m, vex_int n, vex_int k, double alpha,
-                    const double* a, vex_int lda, const double* b, vex_int ldb, double beta, double* c,
-                    vex_int ldc) {
-  if (beta != 0) scale_block<P>(m, n, beta, c, ldc);
-  const InPlaceProduct product{m,
-                               n,
-                               k,
-                               alpha,
-                               a,
-                               a_plain ? 1 : lda,
-                               a_plain ? lda : 1,
-                               b,
-                               b_plain ? 1 : ldb,
-                               b_plain ? ldb : 1,
-                               beta == 0,
-                               c,
-                               ldc};
-  if (alpha == 1) return multiply_in_place<P, false>(product);
-  if (alpha == -1) return multiply_in_place<P, true>(product);
-  multiply_in_place_scaled<P>(product);
-}
-
 // The driver of copy mode 16, from the records of a call.
 template <typename P>
 [[gnu::always_inline]] inline void drive_in_place(const BlockedCall& call) {
-  drive_in_place<P>(!is_transposed(call.a), !is_transposed(call.b), call.c.rows, call.c.columns,
+  drive_in_place<P>(is_transposed(call.a), is_transposed(call.b), call.c.rows, call.c.columns,
                     call.a.columns, call.operation.alpha, first_element(call.a), call.a.ld,
                     first_element(call.b), call.b.ld, call.operation.beta, first_element(call.c), call.c.ld);
 }
@@ -56,7 +33,7 @@ void multiply(const char* trans_a, const char* trans_b, vex_int m, vex_int n, ve
   if (alpha == 0 || k <= 0) return scale_block<P>(m, n, beta, c, ldc);
   const bool in_place = suits_in_place<P>(m, n, k);
   if (in_place && (own || m * n * k < worth_records))
-    return drive_in_place<P>(is(trans_a, 'N'), is(trans_b, 'N'), m, n, k, alpha, a, lda, b, ldb, beta, c,
+    return drive_in_place<P>(!is(trans_a, 'N'), !is(trans_b, 'N'), m, n, k, alpha, a, lda, b, ldb, beta, c,
                              ldc);
   OperationRequest request{op_gemm, in_place ? copy_none : copy_both, false, alpha, beta, {}, {}, {},
                            nullptr};
