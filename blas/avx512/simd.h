@@ -18,7 +18,10 @@ namespace vex::blas::avx512 {
 
 struct Simd {
   using Vector = __m512d;
-  using Mask = __mmask8;
+  struct Mask {
+    __mmask8 lanes;
+    int count;
+  };
   using NanFlags = __mmask8;
   static constexpr int width = 8;
   static constexpr int registers = 32;
@@ -30,12 +33,27 @@ struct Simd {
   [[gnu::always_inline]] static void store(double* p, Vector v) { _mm512_storeu_pd(p, v); }
 
   // Lanes 0 to count - 1; masked lanes load as zero and are not written.
-  [[gnu::always_inline]] static Mask first_lanes(int count) { return static_cast<Mask>((1u << count) - 1); }
-  [[gnu::always_inline]] static Vector load(Mask lanes, const double* p) {
-    return _mm512_maskz_loadu_pd(lanes, p);
+  [[gnu::always_inline]] static Mask first_lanes(int count) {
+    return {static_cast<__mmask8>((1u << count) - 1), count};
   }
-  [[gnu::always_inline]] static void store(Mask lanes, double* p, Vector v) {
-    _mm512_mask_storeu_pd(p, lanes, v);
+  [[gnu::always_inline]] static Vector load(Mask mask, const double* p) {
+    return _mm512_maskz_loadu_pd(mask.lanes, p);
+  }
+  [[gnu::always_inline]] static void store(Mask mask, double* p, Vector v) {
+    if (mask.count > 7) return store(p, v);
+    __m256d half = _mm512_castpd512_pd256(v);
+    if (mask.count > 3) {
+      _mm256_storeu_pd(p, half);
+      half = _mm512_extractf64x4_pd(v, 1);
+      p += 4;
+    }
+    __m128d rest = _mm256_castpd256_pd128(half);
+    if (mask.count & 2) {
+      _mm_storeu_pd(p, rest);
+      rest = _mm256_extractf128_pd(half, 1);
+      p += 2;
+    }
+    if (mask.count & 1) _mm_store_sd(p, rest);
   }
 
   [[gnu::always_inline]] static Vector add(Vector a, Vector b) { return _mm512_add_pd(a, b); }

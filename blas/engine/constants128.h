@@ -21,9 +21,10 @@ struct Constants128 {
                                          .nc_cap = 192,
                                          .nc_cap_shallow = 24};
   static constexpr vex_int chunk_elements = 65536;  // of A, half a megabyte of the second cache
-  // Largest C that is multiplied without packing. Compiled tiles reach 60 % of the peak, the packed kernel
-  // passes them at 16 x 16 x 16 already (16 against 12 GF) and has half as much again at 48 and above.
-  static constexpr vex_int in_place_elements = 12 * 12;
+  // Compiled tiles reach 60 % of the peak; the packed kernel passes them at 16 x 16 x 16 already (16 against
+  // 12 GF) and has half as much again at 48 and above.
+  static constexpr InPlaceLimits in_place{
+      .side = 12, .turned_side = 12, .shallow_depth = 0, .shallow_side = 0, .tall = 2, .wide = 6};
   // Tiles of products that are not packed: vectors high, columns wide.
   static constexpr int nocopy_tallest = 2;
   static constexpr int nocopy_widest(int) { return 4; }

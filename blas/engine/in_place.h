@@ -120,12 +120,18 @@ void drive_in_place(bool a_turned, bool b_turned, vex_int m, vex_int n, vex_int 
   nocopy_kernel<P>(a_turned, b_turned, kind)(x);
 }
 
-// Whether packing would cost more than it saves: each element of A is used n times and each of B m times, so
-// small or narrow products do not earn their copies.
+// Whether packing would cost more than it saves. Each element of A is used n times and each of B m times, so
+// a C that is small both ways, or narrow, does not earn the copies; m n / (m + n) is at most the lesser side
+// and at least half of it. A shallow product is all C, which the packed tiles hold longer.
 template <typename P>
-[[gnu::always_inline]] inline bool suits_in_place(vex_int m, vex_int n, vex_int k) {
+[[gnu::always_inline]] inline bool suits_in_place(vex_int m, vex_int n, vex_int k, bool a_turned) {
+  constexpr InPlaceLimits limits = P::in_place;
   if (k > deepest_in_place<P>) return false;
-  return m * n <= P::in_place_elements || m <= P::blocks.mr || n <= P::blocks.nr;
+  const vex_int side = k <= limits.shallow_depth ? limits.shallow_side
+                       : a_turned                ? limits.turned_side
+                                                 : limits.side;
+  if (m <= side && n <= side) return true;
+  return m * n <= (m > n ? limits.tall : limits.wide) * (m + n);
 }
 
 }  // namespace vex::blas::engine

@@ -11,9 +11,9 @@ namespace vex::blas::engine {
 // The driver of copy mode 16, from the records of a call.
 template <typename P>
 [[gnu::always_inline]] inline void drive_in_place(const BlockedCall& call) {
-  drive_in_place<P>(is_transposed(call.a), is_transposed(call.b), call.c.rows, call.c.columns,
-                    call.a.columns, call.operation.alpha, first_element(call.a), call.a.ld,
-                    first_element(call.b), call.b.ld, call.operation.beta, first_element(call.c), call.c.ld);
+  drive_in_place<P>(is_transposed(call.a), is_transposed(call.b), call.c.rows, call.c.columns, call.a.columns,
+                    call.operation.alpha, first_element(call.a), call.a.ld, first_element(call.b), call.b.ld,
+                    call.operation.beta, first_element(call.c), call.c.ld);
 }
 
 // Multiply-adds from which the records of a call cost less than a percent of it.
@@ -31,7 +31,7 @@ void multiply(const char* trans_a, const char* trans_b, vex_int m, vex_int n, ve
   };
   if (m <= 0 || n <= 0) return;
   if (alpha == 0 || k <= 0) return scale_block<P>(m, n, beta, c, ldc);
-  const bool in_place = suits_in_place<P>(m, n, k);
+  const bool in_place = suits_in_place<P>(m, n, k, !is(trans_a, 'N'));
   if (in_place && (own || m * n * k < worth_records))
     return drive_in_place<P>(!is(trans_a, 'N'), !is(trans_b, 'N'), m, n, k, alpha, a, lda, b, ldb, beta, c,
                              ldc);

@@ -14,6 +14,14 @@ struct BlockConstants {
   vex_int nc_cap, nc_cap_shallow;    // for k above 47, and for k up to 47
 };
 
+// Up to where products are not packed, see suits_in_place(). Settled by timing both ways on the
+// same operands, for all transpositions, with least leading dimensions and with 4000.
+struct InPlaceLimits {
+  vex_int side, turned_side;            // m and n at most, by whether A is transposed
+  vex_int shallow_depth, shallow_side;  // the same for k up to shallow_depth
+  vex_int tall, wide;                   // or m n / (m + n) at most, for m > n and m <= n
+};
+
 // Depth of one slice of the inner dimension. A middling depth is halved; rounded down when `halving_excess`
 // is 0.
 [[gnu::always_inline]] constexpr vex_int depth_slice(const BlockConstants& c, vex_int k, vex_int ku,
