@@ -4,21 +4,17 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <vector>
 
+#include "bench/support/operands.h"
 #include "bench/support/paths.h"
 #include "bench/support/peer.h"
 #include "bench/support/samples.h"
 #include "bench/support/stopwatch.h"
 
 namespace {
-
-using PeerGemm = void(const char*, const char*, const int*, const int*, const int*, const double*,
-                      const double*, const int*, const double*, const int*, const double*, double*,
-                      const int*, std::size_t, std::size_t);
 
 struct Shape {
   int m, n, k;
@@ -79,16 +75,6 @@ Options parse(int argc, char** argv) {
   return o;
 }
 
-std::unique_ptr<double[]> random_block(std::size_t count) {
-  auto block = std::make_unique<double[]>(count);
-  std::uint64_t state = 12345;
-  for (std::size_t i = 0; i < count; ++i) {
-    state = state * 6364136223846793005u + 1442695040888963407u;
-    block[i] = static_cast<double>(state >> 11) * 0x1p-53 - 0.5;
-  }
-  return block;
-}
-
 // GFlops of `run`, repeated until the sample lasts long enough.
 template <typename Run>
 double rate(const Shape& s, const Options& o, const Run& run) {
@@ -105,10 +91,10 @@ int main(int argc, char** argv) {
   const Options o = parse(argc, argv);
   const vex::bench::PathKernels& path = vex::bench::path_kernels(o.path);
   std::unique_ptr<vex::bench::Peer> peer;
-  PeerGemm* peer_gemm = nullptr;
+  vex::bench::PeerGemm* peer_gemm = nullptr;
   if (o.peer) {
     peer = std::make_unique<vex::bench::Peer>(o.peer);
-    peer_gemm = peer->routine<PeerGemm>("dgemm_");
+    peer_gemm = peer->routine<vex::bench::PeerGemm>("dgemm_");
   }
   omp_set_num_threads(o.threads);
   std::printf("%s, %s, %d thread(s)\n%18s %9s %9s %7s", o.path, o.letters, o.threads, "m x n x k", "peak GF",
@@ -116,8 +102,8 @@ int main(int argc, char** argv) {
   std::printf(peer ? " %9s %7s\n" : "\n", "peer GF", "ratio");
   for (const Shape& s : o.shapes) {
     const auto size = [](int x, int y) { return static_cast<std::size_t>(x) * static_cast<std::size_t>(y); };
-    const auto a = random_block(size(s.m, s.k)), b = random_block(size(s.k, s.n)),
-               c = random_block(size(s.m, s.n));
+    const auto a = vex::bench::random_block(size(s.m, s.k)), b = vex::bench::random_block(size(s.k, s.n)),
+               c = vex::bench::random_block(size(s.m, s.n));
     const double alpha = -1, beta = 1;
     const int lda = o.letters[0] == 'N' ? s.m : s.k, ldb = o.letters[1] == 'N' ? s.k : s.n;
     const vex_int m = s.m, n = s.n, k = s.k, lda_wide = lda, ldb_wide = ldb;

@@ -63,12 +63,27 @@ TEST_P(Gemm, WrongElementOrStepOutsideAtARegisterBlockEdge) {
 TEST_P(Gemm, WrongElementAtACacheBlockEdge) {
   std::mt19937_64 random(2);
   for (vex_int k : {46, 47, 48, 127, 129, 191, 193, 255, 257, 300, 383, 384, 385, 600, 767, 768, 769})
-    check_against_reference(GetParam().gemm, {'N', 'N', 26, 13, k, -1, 1}, random);
-  for (vex_int n : {191, 192, 193, 385})
     for (const char* letters : {"NN", "TT"})
+      check_against_reference(GetParam().gemm, {letters[0], letters[1], 26, 13, k, -1, 1, k % 3}, random);
+  for (vex_int n : {191, 192, 193, 385})
+    for (const char* letters : {"NN", "NT", "TN"})
       check_against_reference(GetParam().gemm, {letters[0], letters[1], 25, n, 49}, random);
   for (vex_int m : {1999, 2000, 2003, 4991, 4993, 5003, 5005})
-    check_against_reference(GetParam().gemm, {'N', 'N', m, 9, 8, 2, 0.5}, random);
+    check_against_reference(GetParam().gemm, {m % 3 ? 'N' : 'T', 'N', m, 9, 8, 2, 0.5}, random);
+}
+
+TEST_P(Gemm, WrongElementWhereTheWayChanges) {
+  // Around the sizes up to which products are not packed, square, tall and wide.
+  constexpr vex_int sizes[][3] = {{40, 40, 4},   {41, 40, 5},   {56, 55, 6},  {57, 56, 7},    {72, 72, 9},
+                                  {73, 71, 8},   {64, 64, 31},  {65, 64, 32}, {160, 159, 33}, {161, 160, 32},
+                                  {500, 11, 12}, {500, 12, 12}, {16, 490, 9}, {17, 490, 9},   {25, 600, 5},
+                                  {6, 1, 6},     {6, 29, 6},    {5, 6, 6},    {7, 6, 6}};
+  std::mt19937_64 random(6);
+  for (const char* letters : {"NN", "NT", "TN", "TT"})
+    for (const auto& [m, n, k] : sizes)
+      for (double alpha : {-1.0, 0.3})
+        check_against_reference(GetParam().gemm, {letters[0], letters[1], m, n, k, alpha, n % 2 ? 1.7 : 0.0},
+                                random);
 }
 
 TEST_P(Gemm, ScalarTreatedAsAnother) {
@@ -80,43 +95,58 @@ TEST_P(Gemm, ScalarTreatedAsAnother) {
           check_against_reference(GetParam().gemm, {'N', 'T', m, 19, k, alpha, beta}, random);
 }
 
-TEST_P(Gemm, ElementDependsOnItsPlaceInATile) {
-  // The same product cut into stripes at every row and column must give the same bits.
+TEST_P(Gemm, BitsDependOnPlaceInATileOrOnTheWay) {
+  // A product large enough to be packed, cut into stripes at many rows and columns: the small ones go in
+  // place, those with m = k = 6 a way of their own.
+  struct {
+    vex_int k;
+    double alpha, beta;
+  } constexpr cases[] = {{6, 0.7, 0.9}, {6, -1, 0}, {64, -1, 1}, {64, 1, 0.9}, {411, 0.7, 0}};
   std::mt19937_64 random(4);
-  const vex_int m = 61, n = 37, k = 411;
-  Matrix a(m, k, m), b(k, n, k), whole(m, n, m);
-  a.fill(random), b.fill(random), whole.fill(1.0);
-  Matrix pieces(m, n, m);
-  pieces.fill(1.0);
-  const double alpha = 0.7, beta = 0.9;
-  const auto run = [&](Matrix& c, vex_int i, vex_int j, vex_int rows, vex_int cols) {
-    GetParam().gemm("N", "N", &rows, &cols, &k, &alpha, a.data() + i, &a.ld, b.data() + j * k, &b.ld, &beta,
-                    c.data() + i + j * m, &m, 1, 1);
-  };
-  run(whole, 0, 0, m, n);
-  for (vex_int i = 0, rows = 1; i < m; i += rows, rows = std::min(rows + 2, m - i))
-    for (vex_int j = 0, cols = 1; j < n; j += cols, cols = std::min(cols + 1, n - j))
-      run(pieces, i, j, rows, cols);
-  EXPECT_EQ(whole.values(), pieces.values());
+  const vex_int m = 211, n = 203;
+  for (const char* letters : {"NN", "NT", "TN", "TT"})
+    for (const auto& [k, alpha, beta] : cases) {
+      const bool turned_a = letters[0] == 'T', turned_b = letters[1] == 'T';
+      Matrix a(turned_a ? k : m, turned_a ? m : k, (turned_a ? k : m) + 1);
+      Matrix b(turned_b ? n : k, turned_b ? k : n, turned_b ? n : k), whole(m, n, m), pieces(m, n, m);
+      a.fill(random), b.fill(random), whole.fill(1.0), pieces.fill(1.0);
+      const auto run = [&, depth = k, factor = alpha, scale = beta](Matrix& c, vex_int i, vex_int j,
+                                                                    vex_int rows, vex_int cols) {
+        GetParam().gemm(letters, letters + 1, &rows, &cols, &depth, &factor,
+                        a.data() + i * (turned_a ? a.ld : 1), &a.ld, b.data() + j * (turned_b ? 1 : b.ld),
+                        &b.ld, &scale, c.data() + i + j * m, &m, 1, 1);
+      };
+      run(whole, 0, 0, m, n);
+      for (vex_int i = 0, rows = 6; i < m; i += rows, rows = std::min(rows % 27 + 5, m - i))
+        for (vex_int j = 0, cols = 1; j < n; j += cols, cols = std::min(cols + 1, n - j))
+          run(pieces, i, j, rows, cols);
+      const std::vector<double> x = whole.values(), y = pieces.values();
+      EXPECT_EQ(std::memcmp(x.data(), y.data(), x.size() * sizeof(double)), 0) << letters << " k " << k;
+    }
 }
 
 TEST_P(Gemm, NanOrInfinityLostOrInvented) {
   const double inf = std::numeric_limits<double>::infinity();
-  const vex_int m = 30, n = 20, k = 9;
-  Matrix a(m, k, m), b(k, n, k), c(m, n, m);
-  a.fill(1.0), b.fill(1.0), c.fill(2.0);
-  a(7, 3) = NAN, b(4, 5) = inf, c(29, 19) = inf;
-  const double alpha = 1, beta = 1;
-  GetParam().gemm("N", "N", &m, &n, &k, &alpha, a.data(), &m, b.data(), &k, &beta, c.data(), &m, 1, 1);
-  for (vex_int j = 0; j < n; ++j)
-    for (vex_int i = 0; i < m; ++i) {
-      if (i == 7)
-        EXPECT_TRUE(std::isnan(c(i, j)));
-      else if (j == 5 || (i == 29 && j == 19))
-        EXPECT_EQ(c(i, j), inf);
-      else
-        EXPECT_EQ(c(i, j), 11.0);
-    }
+  constexpr vex_int sizes[][3] = {{30, 20, 9}, {200, 170, 60}};
+  for (const auto& [m, n, k] : sizes) {
+    Matrix a(m, k, m), b(k, n, k), c(m, n, m);
+    a.fill(1.0), b.fill(1.0), c.fill(2.0);
+    a(7, 3) = NAN, b(4, 5) = inf, c(m - 1, n - 1) = inf;
+    const auto run = [&](double alpha, double beta) {
+      GetParam().gemm("N", "N", &a.rows, &b.cols, &a.cols, &alpha, a.data(), &a.ld, b.data(), &b.ld, &beta,
+                      c.data(), &c.ld, 1, 1);
+    };
+    run(1, 1);
+    for (vex_int j = 0; j < n; ++j)
+      for (vex_int i = 0; i < m; ++i) {
+        if (i == 7)
+          ASSERT_TRUE(std::isnan(c(i, j)));
+        else
+          ASSERT_EQ(c(i, j), j == 5 || (i == m - 1 && j == n - 1) ? inf : 2.0 + static_cast<double>(k));
+      }
+    run(0, 0);  // neither the operands nor C are read
+    EXPECT_EQ(c.values(), std::vector<double>(static_cast<std::size_t>(m * n), 0.0));
+  }
 }
 
 vex_int reported;
