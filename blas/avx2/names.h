@@ -51,4 +51,14 @@ vex::blas::engine::SolveKernel vex_blas_avx2_dtrsm_kernel_left_lower,
     vex_blas_avx2_dtrsm_kernel_right_upper_cnr;
 vex::blas::engine::ScaleRoutine vex_blas_avx2_dtrsm_scale_left, vex_blas_avx2_dtrsm_scale_left_unit,
     vex_blas_avx2_dtrsm_scale_right, vex_blas_avx2_dtrsm_scale_right_unit;
+vex::blas::engine::Driver vex_blas_avx2_xdtrmm_left_lower_fullacopybcopy,
+    vex_blas_avx2_xdtrmm_left_upper_fullacopybcopy, vex_blas_avx2_xdtrmm_right_lower_fullacopybcopy,
+    vex_blas_avx2_xdtrmm_right_upper_fullacopybcopy;
+vex::blas::engine::CopyFunction vex_blas_avx2_dtrmm_copy_left_lower, vex_blas_avx2_dtrmm_copy_left_upper,
+    vex_blas_avx2_dtrmm_copy_right_lower, vex_blas_avx2_dtrmm_copy_right_upper;
+vex::blas::engine::BlockKernel vex_blas_avx2_dtrmm_kernel_left_lower,
+    vex_blas_avx2_dtrmm_kernel_left_lower_cnr, vex_blas_avx2_dtrmm_kernel_left_upper,
+    vex_blas_avx2_dtrmm_kernel_left_upper_cnr, vex_blas_avx2_dtrmm_kernel_right_lower,
+    vex_blas_avx2_dtrmm_kernel_right_lower_cnr, vex_blas_avx2_dtrmm_kernel_right_upper,
+    vex_blas_avx2_dtrmm_kernel_right_upper_cnr;
 }

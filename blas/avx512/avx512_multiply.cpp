@@ -24,7 +24,7 @@ void vex_blas_avx512_xdgemm(const char* trans_a, const char* trans_b, const vex_
   multiply<Path>(trans_a, trans_b, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc);
 }
 
-// clang-format off: one line for each routine
+// The routines of the kernel table.
 
 // Drivers.
 void vex_blas_avx512_d_generic_fullacopybcopy(const BlockedCall& x) {
@@ -147,8 +147,6 @@ int vex_blas_avx512_dgemm_set_bufs_pack(BufferRecord* x, void* block) {
   return vex_blas_set_bufs_pack(x, block);
 }
 
-// clang-format on
-
 // Records of one call.
 
 void vex_blas_avx512_dgemm_initialize_strategy(StrategyRecord* strategy) {
@@ -188,15 +186,23 @@ static constexpr PathRoutines routines{
     .in_place = vex_blas_avx512_xdgemm_nocopy_driver,
     .triangle_full = vex_blas_avx512_xdsyrk_fullacopybcopy,
     .triangle_prepacked = vex_blas_avx512_xdsyrk_acopiedbcopy,
-    .multiply_triangle = {},
+    .multiply_triangle = {{vex_blas_avx512_xdtrmm_left_lower_fullacopybcopy,
+                           vex_blas_avx512_xdtrmm_left_upper_fullacopybcopy},
+                          {vex_blas_avx512_xdtrmm_right_lower_fullacopybcopy,
+                           vex_blas_avx512_xdtrmm_right_upper_fullacopybcopy}},
     .solve_triangle = {{vex_blas_avx512_xdtrsm_left_lower_fullacopybcopy,
                         vex_blas_avx512_xdtrsm_left_upper_fullacopybcopy},
                        {vex_blas_avx512_xdtrsm_right_lower_fullacopybcopy,
                         vex_blas_avx512_xdtrsm_right_upper_fullacopybcopy}},
-    .copy_factor = {},
+    .copy_factor = {{vex_blas_avx512_dtrmm_copy_left_lower, vex_blas_avx512_dtrmm_copy_left_upper},
+                    {vex_blas_avx512_dtrmm_copy_right_lower, vex_blas_avx512_dtrmm_copy_right_upper}},
     .copy_solved = {{vex_blas_avx512_dtrxm_copy_left_lower, vex_blas_avx512_dtrxm_copy_left_upper},
                     {vex_blas_avx512_dtrxm_copy_right_lower, vex_blas_avx512_dtrxm_copy_right_upper}},
-    .multiply_diagonal = {},
+    .multiply_diagonal =
+        {{{vex_blas_avx512_dtrmm_kernel_left_lower, vex_blas_avx512_dtrmm_kernel_left_lower_cnr},
+          {vex_blas_avx512_dtrmm_kernel_left_upper, vex_blas_avx512_dtrmm_kernel_left_upper_cnr}},
+         {{vex_blas_avx512_dtrmm_kernel_right_lower, vex_blas_avx512_dtrmm_kernel_right_lower_cnr},
+          {vex_blas_avx512_dtrmm_kernel_right_upper, vex_blas_avx512_dtrmm_kernel_right_upper_cnr}}},
     .solve_diagonal =
         {{{vex_blas_avx512_dtrsm_kernel_left_lower, vex_blas_avx512_dtrsm_kernel_left_lower_cnr},
           {vex_blas_avx512_dtrsm_kernel_left_upper, vex_blas_avx512_dtrsm_kernel_left_upper_cnr}},

@@ -19,7 +19,7 @@ void vex_blas_cnr_def_xdgemm(const char* trans_a, const char* trans_b, const vex
   multiply<Path>(trans_a, trans_b, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc);
 }
 
-// clang-format off: one line for each routine
+// The routines of the kernel table.
 
 void vex_blas_cnr_def_dgemm_copyan(Source s, Packed p, double* t, Scalar f) {
   copy_a(copy_down<Path, 8>, s, p, t, f);
@@ -48,8 +48,6 @@ void vex_blas_cnr_def_dgemm_get_blks_size() {}
 void vex_blas_cnr_def_dgemm_set_blks_size() {}
 void vex_blas_cnr_def_dgemm_num_kernels() {}
 void vex_blas_cnr_def_dgemm_free_bufs() {}
-
-// clang-format on
 }
 
 namespace {

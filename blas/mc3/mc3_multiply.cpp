@@ -22,7 +22,7 @@ void vex_blas_mc3_xdgemm(const char* trans_a, const char* trans_b, const vex_int
   multiply<Path>(trans_a, trans_b, *m, *n, *k, *alpha, a, *lda, b, *ldb, *beta, c, *ldc);
 }
 
-// clang-format off: one line for each routine
+// The routines of the kernel table.
 
 void vex_blas_mc3_dgemm_kernel_0_0(const BlockProduct& x) {
   multiply_block_by_rows<Path, false, false>(x);
@@ -48,8 +48,6 @@ void vex_blas_mc3_dgemm_kernel_1_0_b0(const BlockProduct& x) {
 void vex_blas_mc3_dgemm_kernel_1_1_b0(const BlockProduct& x) {
   multiply_block_by_rows<Path, true, true>(x);
 }
-
-// clang-format on
 
 void vex_blas_mc3_dgemm_ker0(const BlockProduct& x) {
   if (has_cut_tiles(x))
