@@ -105,40 +105,41 @@ void multiply_vector_slice(const VectorProduct& v) {
   }
 }
 
-// C := beta C + x (alpha y), x m long and contiguous in pieces. A product is added to zero first, as in a
-// chain of one step; that turns a product of -0 into +0.
-template <typename P>
-void multiply_outer(vex_int m, vex_int n, double alpha, const double* x, vex_int incx, const double* y,
-                    vex_int incy, double beta, double* c, vex_int ldc) {
+// What becomes of the old value of C.
+enum class Old { ignored, kept, scaled };
+
+// One piece of a column, c := beta c + x value, x contiguous. A product is added to zero first, as in a chain
+// of one step; that turns a product of -0 into +0.
+template <typename P, Old old>
+[[gnu::always_inline]] inline void add_multiple(vex_int rows, const double* x, typename P::Vector value,
+                                                typename P::Vector beta, double* c) {
   using V = typename P::Vector;
   constexpr int w = P::width;
+  const auto sum = [&](V left, V before) __attribute__((always_inline)) {
+    const V product = P::multiply_add(left, value, P::zero());
+    if constexpr (old == Old::ignored) return product;
+    return P::add(old == Old::kept ? before : P::multiply(before, beta), product);
+  };
+  vex_int t = 0;
+  for (; t + w <= rows; t += w)
+    P::store(c + t, sum(P::load(x + t), old == Old::ignored ? P::zero() : P::load(c + t)));
+  if (t == rows) return;
+  const auto lanes = P::first_lanes(static_cast<int>(rows - t));
+  P::store(lanes, c + t, sum(P::load(lanes, x + t), old == Old::ignored ? P::zero() : P::load(lanes, c + t)));
+}
+
+// C := beta C + x (alpha y), x m long, in pieces that are gathered when they are strided.
+template <typename P, Old old>
+void multiply_outer(vex_int m, vex_int n, double alpha, const double* x, vex_int incx, const double* y,
+                    vex_int incy, double beta, double* c, vex_int ldc) {
   alignas(64) double gathered[vector_piece];
-  const V factor = P::splat(beta);
   for (vex_int i = 0; i < m; i += vector_piece, x += vector_piece * incx) {
     const vex_int rows = smaller(vector_piece, m - i);
     if (incx != 1)
       for (vex_int t = 0; t < rows; ++t) gathered[t] = x[t * incx];
     const double* const left = incx == 1 ? x : gathered;
-    for (vex_int j = 0; j < n; ++j) {
-      const V right = P::splat(alpha * y[j * incy]);
-      double* const column = c + i + j * ldc;
-      const auto element = [&](V l, V old) __attribute__((always_inline)) {
-        const V product = P::multiply_add(l, right, P::zero());
-        if (beta == 1) return P::add(old, product);
-        return P::add(P::multiply(old, factor), product);
-      };
-      vex_int t = 0;
-      for (; t + w <= rows; t += w) {
-        const V l = P::load(left + t);
-        P::store(column + t,
-                 beta == 0 ? P::multiply_add(l, right, P::zero()) : element(l, P::load(column + t)));
-      }
-      if (t == rows) continue;
-      const auto lanes = P::first_lanes(static_cast<int>(rows - t));
-      const V l = P::load(lanes, left + t);
-      P::store(lanes, column + t,
-               beta == 0 ? P::multiply_add(l, right, P::zero()) : element(l, P::load(lanes, column + t)));
-    }
+    for (vex_int j = 0; j < n; ++j)
+      add_multiple<P, old>(rows, left, P::splat(alpha * y[j * incy]), P::splat(beta), c + i + j * ldc);
   }
 }
 
@@ -149,7 +150,12 @@ void multiply_vector_shaped(bool a_plain, bool b_plain, vex_int m, vex_int n, ve
                             double* c, vex_int ldc) {
   if (m <= 0 || n <= 0) return;
   if (alpha == 0 || k <= 0) return scale_block<P>(m, n, beta, c, ldc);
-  if (k == 1) return multiply_outer<P>(m, n, alpha, a, a_plain ? 1 : lda, b, b_plain ? ldb : 1, beta, c, ldc);
+  if (k == 1) {
+    const auto multiply = beta == 0   ? multiply_outer<P, Old::ignored>
+                          : beta == 1 ? multiply_outer<P, Old::kept>
+                                      : multiply_outer<P, Old::scaled>;
+    return multiply(m, n, alpha, a, a_plain ? 1 : lda, b, b_plain ? ldb : 1, beta, c, ldc);
+  }
   // B carries alpha, whichever of the two it is; signs move freely.
   const bool column = n == 1;
   const vex_int incx = column ? (b_plain ? 1 : ldb) : (a_plain ? lda : 1);

@@ -110,9 +110,11 @@ TEST(GemmThreads, DISABLED_EveryDriverOnThreeThreads) {
 }
 
 TEST(GemmThreads, SmallerTeamThanAskedForLeavesParts) {
-  const ProgramResult run =
-      run_own_test("GemmThreads.DISABLED_EveryDriverOnThreeThreads", {{"OMP_THREAD_LIMIT", "3"}});
-  EXPECT_EQ(run.status, 0) << run.output << run.errors;
+  for (const char* setting : {"", "AVX2", "SSE4_2"}) {  // and so on every code path
+    const ProgramResult run = run_own_test("GemmThreads.DISABLED_EveryDriverOnThreeThreads",
+                                           {{"OMP_THREAD_LIMIT", "3"}, {"VEX_ENABLE_INSTRUCTIONS", setting}});
+    EXPECT_EQ(run.status, 0) << setting << run.output << run.errors;
+  }
 }
 
 TEST(GemmThreads, DoorGivesOtherBitsThanTheEngine) {
