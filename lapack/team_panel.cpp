@@ -185,10 +185,12 @@ void finish_block(const TeamMember& member, MatrixView a, vex_int c, vex_int wid
   const vex_int first = c + width + right_part.start;
   xlaswp(a.block(c, left_part.start, a.rows - c, left_part.length), walk);
   xlaswp(a.block(c, first, a.rows - c, right_part.length), walk);
-  if (c > 0) member.meet();
-
-  if (member.is_master()) {
-    for (vex_int i = c; i < c + rows; ++i) ipiv[i] += c;
+  if (c > 0) {
+    // The others have read their pivots, and the columns on the left are in order.
+    member.meet();
+    if (member.is_master()) {
+      for (vex_int i = c; i < c + rows; ++i) ipiv[i] += c;
+    }
   }
   if (right_part.length == 0) return;
   const MatrixView upper = a.block(c, first, rows, right_part.length);
