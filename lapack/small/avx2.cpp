@@ -43,10 +43,11 @@ struct Lanes {
     _mm256_maskstore_pd(p, first_lanes(count), v);
   }
 
-  static Vector mask(const std::int64_t* p) {
+  using Mask = Vector;
+  static Mask mask(const std::int64_t* p) {
     return _mm256_castsi256_pd(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
   }
-  static Vector select(Vector mask, Vector a, Vector b) { return _mm256_blendv_pd(b, a, mask); }
+  static Vector select(Mask mask, Vector a, Vector b) { return _mm256_blendv_pd(b, a, mask); }
 
   // The maximum answers its second operand when the first is NaN, and an excluded lane is made one.
   static Vector magnitudes(Vector x, Vector excluded) {
@@ -57,8 +58,9 @@ struct Lanes {
     const Vector halves = _mm256_max_pd(v, _mm256_permute2f128_pd(v, v, 1));
     return _mm256_max_pd(halves, _mm256_permute_pd(halves, 0b0101));
   }
+  static Mask equal(Vector a, Vector b) { return _mm256_cmp_pd(a, b, _CMP_EQ_OQ); }
   static unsigned equal_lanes(Vector a, Vector b) {
-    return static_cast<unsigned>(_mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)));
+    return static_cast<unsigned>(_mm256_movemask_pd(equal(a, b)));
   }
 
   template <int i>

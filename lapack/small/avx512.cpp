@@ -39,15 +39,16 @@ struct Lanes {
     _mm512_mask_storeu_pd(p, first_lanes(count), v);
   }
 
-  static Vector mask(const std::int64_t* p) { return _mm512_castsi512_pd(_mm512_loadu_si512(p)); }
-  static Vector select(Vector mask, Vector a, Vector b) {
-    return _mm512_castsi512_pd(_mm512_ternarylogic_epi64(_mm512_castpd_si512(mask), _mm512_castpd_si512(a),
-                                                         _mm512_castpd_si512(b), 0xca));
-  }
+  using Mask = __mmask8;
+  static constexpr bool bit_masks = true;
+  static Mask mask(unsigned bits) { return static_cast<Mask>(bits); }
+  static Vector select(Mask mask, Vector a, Vector b) { return _mm512_mask_blend_pd(mask, b, a); }
 
-  // The maximum answers its second operand when the first is NaN, and an excluded lane is made one.
-  static Vector magnitudes(Vector x, Vector excluded) {
-    return larger(_mm512_or_pd(_mm512_andnot_pd(broadcast(-0.0), x), excluded), broadcast(-1.0));
+  // The maximum answers its second operand when the first is NaN.
+  static Vector magnitudes(Vector x, Mask excluded) {
+    const Vector least = broadcast(-1.0);
+    return _mm512_mask_max_pd(least, static_cast<Mask>(~excluded), _mm512_andnot_pd(broadcast(-0.0), x),
+                              least);
   }
   // The masked form because the plain one starts from an undefined vector, which g++ 12 warns of.
   static Vector larger(Vector a, Vector b) { return _mm512_maskz_max_pd(0xff, a, b); }
@@ -56,7 +57,8 @@ struct Lanes {
     const Vector quarters = larger(halves, __builtin_shufflevector(halves, halves, 2, 3, 0, 1, 6, 7, 4, 5));
     return larger(quarters, __builtin_shufflevector(quarters, quarters, 1, 0, 3, 2, 5, 4, 7, 6));
   }
-  static unsigned equal_lanes(Vector a, Vector b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
+  static Mask equal(Vector a, Vector b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
+  static unsigned equal_lanes(Vector a, Vector b) { return equal(a, b); }
 
   template <int i>
   static Vector lane(Vector v) {

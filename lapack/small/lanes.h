@@ -3,11 +3,13 @@
 //   Vector, width                           the vector type and how many doubles it holds
 //   load, store, broadcast, multiply, divide
 //   subtract_product(c, a, b)               c - a * b, fused where the path fuses; also of single numbers
-//   read(p, count), write(p, v, count)      the first `count` lanes (none to all of them); read fills with
-//   NaN mask(p), select(mask, a, b)             lanes of a where the mask is all ones, of b where it is zero
+//   read(p, count), write(p, v, count)      the first `count` lanes, perhaps none; read fills up with NaN
+//   Mask, mask(p)                           a choice of lanes from a table of all ones and zeros; from the
+//                                           bits of a number, mask(bits), where a path has `bit_masks`
+//   select(mask, a, b)                      lanes of a where the mask is set, of b elsewhere
 //   magnitudes(x, excluded)                 |x|, and -1 where x is NaN or the excluded mask is set
 //   larger(a, b), largest(v)                by lane; over all lanes, the answer in every lane
-//   equal_lanes(a, b)                       bit i set when lane i agrees
+//   equal(a, b), equal_lanes(a, b)          as a mask; bit i set when lane i agrees
 //   lane<i>(v)                              lane i in every lane
 #pragma once
 
@@ -29,9 +31,24 @@ struct RowMasks {
   static constexpr std::int64_t single[32] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, on};
 
   // Masks for the vector that starts at row `first`: over rows below `count`, from `row` on, and `row` alone.
-  static auto before(int count, int first) { return Lanes::mask(ranges + 16 - count + first); }
-  static auto from(int row, int first) { return Lanes::mask(ranges + 32 - row + first); }
-  static auto only(int row, int first) { return Lanes::mask(single + 15 - row + first); }
+  static auto before(int count, int first) {
+    if constexpr (requires { Lanes::bit_masks; })
+      return Lanes::mask(((1u << count) - 1) >> first);
+    else
+      return Lanes::mask(ranges + 16 - count + first);
+  }
+  static auto from(int row, int first) {
+    if constexpr (requires { Lanes::bit_masks; })
+      return Lanes::mask(~0u << row >> first);
+    else
+      return Lanes::mask(ranges + 32 - row + first);
+  }
+  static auto only(int row, int first) {
+    if constexpr (requires { Lanes::bit_masks; })
+      return Lanes::mask(1u << row >> first);
+    else
+      return Lanes::mask(single + 15 - row + first);
+  }
 };
 
 template <int number>

@@ -32,10 +32,11 @@ struct Sse {
     if (count == 1) _mm_store_sd(p, v);
   }
 
-  static Vector mask(const std::int64_t* p) {
+  using Mask = Vector;
+  static Mask mask(const std::int64_t* p) {
     return _mm_castsi128_pd(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
   }
-  static Vector select(Vector mask, Vector a, Vector b) {
+  static Vector select(Mask mask, Vector a, Vector b) {
     return _mm_or_pd(_mm_and_pd(mask, a), _mm_andnot_pd(mask, b));
   }
 
@@ -45,8 +46,9 @@ struct Sse {
   }
   static Vector larger(Vector a, Vector b) { return _mm_max_pd(a, b); }
   static Vector largest(Vector v) { return _mm_max_pd(v, _mm_shuffle_pd(v, v, 1)); }
+  static Mask equal(Vector a, Vector b) { return _mm_cmpeq_pd(a, b); }
   static unsigned equal_lanes(Vector a, Vector b) {
-    return static_cast<unsigned>(_mm_movemask_pd(_mm_cmpeq_pd(a, b)));
+    return static_cast<unsigned>(_mm_movemask_pd(equal(a, b)));
   }
 
   template <int i>
