@@ -30,11 +30,11 @@ constexpr KernelCosts avx2 = {
 // The trees of this name serve the 128-bit paths.
 constexpr KernelCosts avx = {
     "avx",
-    {0.145, 0.738, 0.381, 5.6, 6570},  // multiply: error 13 % mean, 22 % most
-    {0.0522, 0.0671, 0, 2820},         // solve: error 21 % mean, 65 % most
-    {0.0651, 1.94, 0, 0, 55.5},        // panel: error 10 % mean, 33 % most
-    {0.992, 21.5},                     // swap in cache: error 9 % mean, 21 % most
-    {2.45, 480},                       // swap in memory: error 18 % mean, 38 % most
+    {0.0761, 0.569, 0.227, 0, 0},   // multiply: error 12 % mean, 48 % most
+    {0.0445, 0.291, 0.0703, 1820},  // solve: error 11 % mean, 41 % most
+    {0.0437, 1.78, 0, 0, 118},      // panel: error 10 % mean, 34 % most
+    {0.677, 18.4},                  // swap in cache: error 8 % mean, 20 % most
+    {4.22, 337},                    // swap in memory: error 14 % mean, 26 % most
 };
 
 // Not measured: the 512-bit kernels on small cores of 1.4 GHz. Everything takes 2.6 times as long, but the
@@ -129,15 +129,15 @@ double Costs::interchange_left(vex_int pivots, vex_int columns) const {
 
 // Rows are shared, and the interchanges and solves inside the panel by columns; the rest every member does,
 // or waits for. In a column the master reads the candidates, which come at the same time but cost a line
-// each, everybody reads the pivot, and all meet. A sub-block brings three meetings, and since there are
-// sub-blocks of 8, 16, 32 ... columns, there is one for every four columns.
+// each, and everybody reads the pivot. A sub-block brings three meetings, and since there are sub-blocks of
+// 8, 16, 32 ... columns, there is one for every four columns.
 double Costs::panel(vex_int rows, vex_int width, vex_int team) const {
   const double m = largest_share(rows, team, row_granule), w = number(width), t = number(team);
   const double* c = machine_.kernels.panel;
   const double work = c[0] / machine_.multiply_rate * m * w * w + c[1] * m * w + c[2] * w * w * w / t +
                       c[3] * w * w / t + c[4] * w;
   if (team == 1) return work;
-  const double column = machine_.latency * (2 + (t - 1) / 2) + meeting(team);
+  const double column = machine_.latency * (2 + (t - 1) / 2);
   return work + w * (column + 0.75 * meeting(team));
 }
 

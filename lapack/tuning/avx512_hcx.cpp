@@ -7,8 +7,8 @@
 // found, smoothed where that costs little. Parallel efficiency in percent, as the simulation sees it:
 //
 //   threads   n =   500  1000  2000  5000 10000 20000
-//        34           9    23    53    81    90    95
-//        68           5    12    34    72    87    94
+//        34           9    25    55    82    90    95
+//        68           5    14    38    74    88    94
 #include <iterator>
 
 #include "lapack/tuning/leaves.h"
@@ -32,7 +32,7 @@ constexpr OrderBand getrf_avx512_hcx_34[] = {
 constexpr OrderBand getrf_avx512_hcx_68[] = {
     // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
     {  350,    1,    1,  24,  24,         0,        60,    1,    1},
-    {  900,    2,    2,  32,  32,         0,        60,    1,    1},
+    {  900,    4,    4,  32,  32,         0,        60,    1,    1},
     { 2500,    4,    4,  24,  24,         0,        60,    1,    1},
     { 4000,    4,    4,  48,  48,        30,        60,    2,    4},
     { 6000,    4,    4,  80,  48,        30,        60,    2,    4},
