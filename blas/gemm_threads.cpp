@@ -110,9 +110,12 @@ constexpr vex_int few_rows = 128;
 // Up to here a thread's block of C is small, and barriers cost more than packing twice (eight threads, order
 // 320: 99 against 92; order 500: 92 against 95; order 378 and 1500 deep: 79 against 86).
 constexpr vex_int small_extent = 378, single_slice = 384;
-// Rows (or columns) of a thread's own from which packing all of a small other operand itself is lost in the
-// noise: 98 at 2000, 92 at 500, 88 at 250.
-constexpr vex_int long_share = 1304;
+// Rows (or columns) of a thread's own from which packing all of the other operand itself is lost in the
+// noise: 98 at 1000 and 2000, 92 at 500, 88 at 250. Two threads then run 2000 and 4000 square at 96 to 101
+// either way, but a barrier for each slice waits for a thread whose core is taken (89 against 100 on a busy
+// machine). With many threads the copies of a large operand would push each other out of the third cache.
+constexpr vex_int long_share = 1000;
+constexpr int few_threads = 4;
 // Rows or columns of a thread's own that carry the traffic of a shared operand: one block of columns. 1000
 // and 4000 square on two threads, columns cut 98 against 96 for a grid; 37 columns each 84 against 94 for
 // rows.
@@ -122,8 +125,8 @@ Driver driver_for(vex_int m, vex_int n, vex_int k, int threads) {
   const vex_int rows_each = m / threads, columns_each = n / threads;
   if (m <= few_rows && columns_each >= short_share) return Driver::grid_b_at_source;
   if (m <= small_extent && n <= small_extent && k <= single_slice) return Driver::grid_private;
-  if (n <= small_extent && rows_each >= long_share) return Driver::row_1d;
-  if (m <= small_extent && columns_each >= long_share) return Driver::column_1d;
+  if (rows_each >= long_share && (n <= small_extent || threads <= few_threads)) return Driver::row_1d;
+  if (columns_each >= long_share && (m <= small_extent || threads <= few_threads)) return Driver::column_1d;
   if (columns_each >= short_share) return Driver::columns_a_shared;
   if (rows_each >= short_share) return Driver::rows_b_shared;
   return Driver::grid_both_shared;
