@@ -2,6 +2,8 @@
 // a slice of A, which stays packed while the column slices of B pass by. B carries alpha.
 #include "blas/engine/drivers.h"
 
+#include "blas/engine/solve_drivers.h"
+
 namespace vex::blas::engine {
 
 namespace {
@@ -170,12 +172,17 @@ void drive_triangle_prepacked(const BlockedCall& call) {
 }
 
 int run_operation(const PathEngine& path, const OperationRequest& request) {
-  const bool triangular = request.code == op_trmm || request.code == op_trsm;
+  if (request.code == op_trsm) {
+    run_solve(path, request.right, request.alpha, request.right ? request.b : request.a, request.c, nullptr);
+    return 0;
+  }
+  const bool triangular = request.code == op_trmm;
   const vex_int m = request.c.rows, n = request.c.columns, k = request.a.columns;
   BlockedCall call;
   call.strategy = strategy_for(path, request.copy_mode);
   call.a = request.a, call.b = request.b, call.c = request.c;
   call.prepacked_a = request.prepacked_a;
+  call.prepared = nullptr, call.initialize_buffers = path.initialize_buffers;
   blas_initialize_op_params(&call.operation, nullptr, nullptr, request.alpha, request.beta);
   if (path.initialize_kernel_info(&call.kernels, request.code, request.right, &call.strategy, &call.a,
                                   &call.b, &call.c) != 0)

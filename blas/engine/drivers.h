@@ -27,10 +27,11 @@ struct OperationRequest {
 };
 
 // Runs an operation: C := alpha op(A) op(B) + beta C for codes 0, 1, 3 and 9; with the same product of B and
-// A exchanged added for 5 (b is then the transposed second operand); for 7 (beta is not used) C is the
-// operand that is not triangular, and is overwritten by the product. When scratch memory cannot be had the
-// same blocks are walked in small pieces on the stack, which gives the same bits. Returns 1 when the path
-// does not serve the operation, else 0.
+// A exchanged added for 5 (b is then the transposed second operand). For 7 and 8 beta is not used: C and the
+// operand that is not triangular are one matrix, overwritten by the product or the solution. When scratch
+// memory cannot be had the same blocks are walked in small pieces on the stack, which gives the same bits (a
+// solve divides by the diagonal then, see solve_drivers.h). Returns 1 when the path does not serve the
+// operation, else 0.
 int run_operation(const PathEngine& path, const OperationRequest& request);
 
 // Keeping op(A) packed across calls. The block consists of slices, kc k steps each; a slice holds all rows in

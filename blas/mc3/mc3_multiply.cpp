@@ -132,4 +132,7 @@ constexpr GemmKernel vex_mc3_d_all_gemm_ker[2] = {
     {"mc3 8x2, small cache", vex_blas_mc3_dgemm_ker1, vex_blas_mc3_dgemm_ker1, edge, copy_an, copy_at,
      copy_bn, copy_bt, scale, small_cache_blocks}};
 
+static_assert(small_cache_blocks.kc == Path::blocks.kc &&
+              small_cache_blocks.kc_threshold == Path::blocks.kc_threshold);  // the same bits from both
+
 const PathEngine Path::operations{initialize_strategy<Path>, size_multiply, size_triangular, kernel_info};

@@ -152,16 +152,19 @@ TEST(Blocks, StrategyNotBroughtToWhatTheKernelsRun) {
 }
 
 TEST(Blocks, PackedAreaMisplacedOrOutsideItsBlock) {
-  for (int kind :
-       {engine::buffer_a_only, engine::buffer_b_only, engine::buffer_both, engine::buffer_copies}) {
+  for (int kind : {engine::buffer_a_only, engine::buffer_b_only, engine::buffer_both, engine::buffer_copies,
+                   engine::buffer_kept_a}) {
     engine::BufferRecord buffers = blocks<avx2::Constants>(1000, 300, 200);
     buffers.kind = kind;
-    ASSERT_EQ(buffers.functions.get(&buffers), 0);
+    EXPECT_EQ(buffers.functions.get(&buffers), kind == engine::buffer_kept_a ? 1 : 0);  // kept: pack only
+    buffers.functions.free(&buffers);
+    ASSERT_EQ(buffers.functions.get_pack(&buffers), 0);
     const auto base = reinterpret_cast<std::uintptr_t>(buffers.base);
     const std::uintptr_t end = base + buffers.functions.size(&buffers);
     if (buffers.packed_a) {
       const auto a = reinterpret_cast<std::uintptr_t>(buffers.packed_a);
-      EXPECT_EQ(a % 2097152, 1664u);
+      EXPECT_EQ(a % (kind == engine::buffer_kept_a ? 4096 : 2097152),
+                kind == engine::buffer_kept_a ? 768u : 1664u);
       EXPECT_LE(a + static_cast<std::size_t>(buffers.mc * buffers.kc) * 8, end);
     }
     if (buffers.packed_b) {
@@ -176,8 +179,9 @@ TEST(Blocks, PackedAreaMisplacedOrOutsideItsBlock) {
     buffers.functions.free(&buffers);
   }
   engine::BufferRecord odd = blocks<avx2::Constants>(10, 10, 10);
-  odd.kind = 5;
+  odd.kind = 6;
   EXPECT_EQ(odd.functions.get(&odd), 1);
+  EXPECT_EQ(odd.functions.get_pack(&odd), 1);
 }
 
 TEST(Paths, EmptySlotDoesNotEndTheProcess) {

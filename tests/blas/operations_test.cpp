@@ -6,6 +6,8 @@
 
 #include "blas/engine/drivers.h"
 #include "service/buffer_cache.h"
+#include "service/detection_state.h"
+#include "service/reproducibility.h"
 #include "tests/blas/kernels.h"
 #include "tests/reference/dense.h"
 #include "tests/support/alone.h"
@@ -198,6 +200,39 @@ TEST_P(Operations, WrongElementAtABlockEdge) {
     check_against_reference(path, problem(o, 30, 21, 17, 0, 0.5, random));
     check_against_reference(path, problem(o, 30, 21, 17, 0, 0, random));
   }
+}
+
+TEST_P(Operations, KernelWithoutTwinForTheReproducibleSetting) {
+  if (!served({op_trmm})) return;
+  std::vector<KernelTable> tables[2];
+  const auto fill = [&](std::vector<KernelTable>& list) {
+    std::mt19937_64 random(4);
+    for (const Operation& o : operations()) {
+      const Problem x = problem(o, 3, 3, 3, 1, 0, random);
+      StrategyRecord strategy;
+      path.initialize_strategy(&strategy);
+      for (OperationCode code : {o.code, o.code == op_trmm ? op_trsm : o.code}) {
+        list.emplace_back();
+        ASSERT_EQ(path.initialize_kernel_info(&list.back(), code, x.request.right, &strategy, &x.request.a,
+                                              &x.request.b, &x.request.c),
+                  0);
+      }
+    }
+  };
+  const ProcessResult result = in_fresh_process([&] {
+    fill(tables[0]);
+    service::vex_cbwr = service::cbwr_auto | service::cbwr_strict;
+    fill(tables[1]);
+    for (std::size_t i = 0; i < tables[0].size(); ++i) {
+      const KernelTable &plain = tables[0][i], &cnr = tables[1][i];
+      EXPECT_NE(plain.kernel, cnr.kernel) << plain.operation;
+      EXPECT_TRUE(!plain.diagonal_kernel || plain.diagonal_kernel != cnr.diagonal_kernel) << plain.operation;
+      EXPECT_TRUE(!plain.solve_kernel || plain.solve_kernel != cnr.solve_kernel) << plain.operation;
+    }
+    std::fflush(nullptr);
+    _exit(testing::Test::HasFailure());
+  });
+  EXPECT_EQ(result.status, 0) << result.output;
 }
 
 TEST_P(Operations, InfinitySpreadThroughTheEmptyTriangle) {
