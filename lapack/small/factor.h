@@ -27,8 +27,8 @@ class Elimination {
       constexpr int first = decltype(block){} * Lanes::width;
       const int end = diagonal < first + Lanes::width ? diagonal : first + Lanes::width;
       for (int j = first; j < end; ++j) {
-        step<decltype(block){}>(j);
-        for (int k = j + 1; k < n_; ++k) update<decltype(block){}>(k, j);
+        const Step step = choose_pivot<decltype(block){}>(j);
+        for (int k = j + 1; k < n_; ++k) update<decltype(block){}>(k, j, step);
       }
     });
     for (int k = 0; k < n_; ++k) write_column(k);
@@ -42,8 +42,8 @@ class Elimination {
     unrolled<0, order>([&](auto k) { read_column(k); });
     unrolled<0, order>([&](auto column) {
       constexpr int j = decltype(column){};
-      step<j / Lanes::width>(j);
-      unrolled<j + 1, order>([&](auto k) { update<j / Lanes::width>(k, j); });
+      const Step step = choose_pivot<j / Lanes::width>(j);
+      unrolled<j + 1, order>([&](auto k) { update<j / Lanes::width>(k, j, step); });
     });
     unrolled<0, order>([&](auto k) { write_column(k); });
     unrolled<1, order>([&](auto j) { interchange_left(j); });
@@ -55,6 +55,13 @@ class Elimination {
   using Masks = RowMasks<Lanes>;
   static constexpr int width = Lanes::width;
   static constexpr int rows = blocks * width;
+
+  // What the columns on the right need of a step: the row of the pivot and the multipliers. Not members: they
+  // would be read from memory again after every store.
+  struct Step {
+    Vector multipliers[blocks];
+    int pivot_row;
+  };
 
   double* column(int k) { return cells_ + k * rows; }
 
@@ -84,10 +91,10 @@ class Elimination {
   }
 
   // The first row from j on whose magnitude nothing below exceeds. A NaN exceeds nothing and is not exceeded,
-  // as in a scan that replaces its candidate only for a strictly greater one.
+  // as in a scan that replaces its candidate only for a strictly greater one. The reciprocal of that
+  // magnitude (of no use if it is a NaN's) does not wait for the row.
   template <int top>
-  [[gnu::always_inline]] int pivot_row(const Vector (&x)[blocks], int j) {
-    if (column(j)[j] != column(j)[j]) return j;
+  [[gnu::always_inline]] int pivot_row(const Vector (&x)[blocks], int j, double& reciprocal) {
     Vector candidates[blocks];
     Vector best = Lanes::broadcast(-1.0);
     for (int b = top; b < blocks; ++b) {
@@ -95,19 +102,20 @@ class Elimination {
       best = Lanes::larger(best, candidates[b]);
     }
     best = Lanes::largest(best);
+    reciprocal = 1 / best[0];
     unsigned rows_of_best = 0;
     for (int b = top; b < blocks; ++b) {
       rows_of_best |= Lanes::equal_lanes(candidates[b], best) << (b * width);
     }
-    return __builtin_ctz(rows_of_best);
+    return column(j)[j] == column(j)[j] ? __builtin_ctz(rows_of_best) : j;
   }
 
-  // x / pivot in the usual case by the reciprocal.
+  // x / pivot, in the usual case by the reciprocal of its magnitude.
   template <int top>
-  [[gnu::always_inline]] void scale(Vector (&x)[blocks], double pivot, int j) {
+  [[gnu::always_inline]] void scale(Vector (&x)[blocks], double pivot, double reciprocal, int j) {
     if (__builtin_expect(__builtin_fabs(pivot) > safe_minimum, 1)) {
-      const Vector reciprocal = Lanes::broadcast(1.0 / pivot);
-      for (int b = top; b < blocks; ++b) x[b] = Lanes::multiply(x[b], reciprocal);
+      const Vector factor = Lanes::broadcast(__builtin_copysign(reciprocal, pivot));
+      for (int b = top; b < blocks; ++b) x[b] = Lanes::multiply(x[b], factor);
     } else if (pivot != 0.0) {
       for (int b = top; b < blocks; ++b) x[b] = Lanes::divide(x[b], Lanes::broadcast(pivot));
     } else if (info_ == 0) {
@@ -118,37 +126,39 @@ class Elimination {
   // Everything of column j but the updates to its right; `top` is the block that row j lies in. The blocks
   // above are finished.
   template <int top>
-  [[gnu::always_inline]] void step(int j) {
-    Vector x[blocks];
+  [[gnu::always_inline]] Step choose_pivot(int j) {
+    Step step;
+    Vector(&x)[blocks] = step.multipliers;
     for (int b = top; b < blocks; ++b) x[b] = Lanes::load(column(j) + b * width);
-    const int p = pivot_row<top>(x, j);
+    double reciprocal;
+    const int p = pivot_row<top>(x, j, reciprocal);
     ipiv_[j] = p + 1;
-    pivot_row_ = p;
+    step.pivot_row = p;
     const double pivot = column(j)[p];
-    const Vector diagonal = Lanes::broadcast(pivot);
     const Vector displaced = Lanes::broadcast(column(j)[j]);
     for (int b = top; b < blocks; ++b) x[b] = Lanes::select(Masks::only(p, b * width), displaced, x[b]);
-    scale<top>(x, pivot, j);
+    scale<top>(x, pivot, reciprocal, j);
     for (int b = top; b < blocks; ++b) {
-      multipliers_[b] = x[b];
-      Vector kept = Lanes::load(column(j) + b * width);
+      Vector finished = x[b];
       if (b == top) {
-        kept = Lanes::select(Masks::only(j, b * width), diagonal, kept);
-        x[b] = Lanes::select(Masks::from(j + 1, b * width), x[b], kept);
+        const Vector old = Lanes::load(column(j) + b * width);
+        finished = Lanes::select(Masks::from(j + 1, b * width), finished,
+                                 Lanes::select(Masks::only(j, b * width), Lanes::broadcast(pivot), old));
       }
-      Lanes::store(column(j) + b * width, x[b]);
+      Lanes::store(column(j) + b * width, finished);
     }
+    return step;
   }
 
   // The interchange of step j and its rank-1 update in column k > j.
   template <int top>
-  [[gnu::always_inline]] void update(int k, int j) {
-    const Vector upper = Lanes::broadcast(column(k)[pivot_row_]);
+  [[gnu::always_inline]] void update(int k, int j, const Step& step) {
+    const Vector upper = Lanes::broadcast(column(k)[step.pivot_row]);
     const Vector displaced = Lanes::broadcast(column(k)[j]);
     for (int b = top; b < blocks; ++b) {
       Vector x = Lanes::load(column(k) + b * width);
-      x = Lanes::select(Masks::only(pivot_row_, b * width), displaced, x);
-      Vector updated = Lanes::subtract_product(x, multipliers_[b], upper);
+      x = Lanes::select(Masks::only(step.pivot_row, b * width), displaced, x);
+      Vector updated = Lanes::subtract_product(x, step.multipliers[b], upper);
       if (b == top) {
         x = Lanes::select(Masks::only(j, b * width), upper, x);
         updated = Lanes::select(Masks::from(j + 1, b * width), updated, x);
@@ -158,8 +168,6 @@ class Elimination {
   }
 
   alignas(64) double cells_[largest_order * rows];
-  Vector multipliers_[blocks];
-  int pivot_row_ = 0;
   int m_, n_;
   double* a_;
   vex_int lda_;
