@@ -30,6 +30,11 @@ template <vex_int R, bool forward>
     const vex_int from = forward ? 0 : i + R, behind = forward ? i : order;
     for (vex_int k = from; k < behind; ++k, packed += R) {
       const double* const values = block + k * column;
+      if (row == 1 && rows == R) {
+        __builtin_prefetch(values + (forward ? R : -R));  // of the next block of rows
+        for (vex_int r = 0; r < R; ++r) packed[r] = scale * values[r];
+        continue;
+      }
       for (vex_int r = 0; r < rows; ++r) packed[r] = scale * values[r * row];
       for (vex_int r = rows; r < R; ++r) packed[r] = 0;
     }
