@@ -10,7 +10,6 @@
 #include "blas/narrow.h"
 #include "blas/vector_shaped.h"
 #include "service/cpu_dispatch.h"
-#include "service/reproducibility.h"
 #include "service/thread_count.h"
 #include "service/xerbla.h"
 
@@ -27,13 +26,6 @@ bool too_little_for_threads(vex_int m, vex_int n, vex_int k) {
 // Shapes that have kernels of their own at every size.
 bool may_be_special(const char* trans_a, const char* trans_b, vex_int m, vex_int n, vex_int k) {
   return m == 1 || n == 1 || k == 1 || may_be_narrow(trans_a, trans_b, n);
-}
-
-// Inside an active region the threads are the caller's. In the reproducible setting with STRICT the engine
-// runs as it would without threads; a branch alone does not ask for that, since the drivers give the same
-// bits.
-bool must_stay_on_this_thread() {
-  return vex_serv_omp_in_parallel() || (vex_serv_cbwr_get(-1) & service::cbwr_strict) != 0;
 }
 
 ThreadState threads_for(const Product& p) {

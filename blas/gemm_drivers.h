@@ -2,14 +2,14 @@
 // C sees the same operations for every thread count and whichever driver runs; a team that is smaller than
 // asked for takes more parts each.
 //
-//     driver                                  C is cut into  op(A)              op(B)             best for
-//     1D_row                                  rows           own                all, by each      few columns
-//     1D_col                                  columns        all, by each       own               few rows
-//     2D_xgemm_p                              a grid         own rows, by each  own columns       middle
-//     sizes 2D_bsrc                                 columns        shared             read in place     very
-//     few rows 2D_acopy_n                              columns        shared, ahead      own wide C 2D_bcopy
-//     rows           own                shared            tall C 2D_abcopy_abx_m_km_par_p                a
-//     grid         shared             shared            large C
+//     driver                    C cut into  op(A)          op(B)          best for
+//     1D_row                    rows        own            all, by each   few columns or threads
+//     1D_col                    columns     all, by each   own            few rows or threads
+//     2D_xgemm_p                a grid      own, by each   own, by each   small C
+//     2D_bsrc                   columns     shared, ahead  read in place  very few rows
+//     2D_acopy_n                columns     shared, ahead  own            wide C
+//     2D_bcopy                  rows        own            shared         tall C
+//     2D_abcopy_abx_m_km_par_p  a grid      shared         shared         many threads
 //
 // "own" and "by each" are packed by every thread for itself; "shared" by all together (shared_copy.h).
 #pragma once

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 
+#include "service/reproducibility.h"
+#include "service/thread_count.h"
+
 namespace vex::blas {
 
 namespace {
@@ -61,6 +64,10 @@ void store(ThreadState* state, vex_int along_d1, vex_int along_d2, vex_int along
 }
 
 }  // namespace
+
+bool must_stay_on_this_thread() {
+  return vex_serv_omp_in_parallel() || (vex_serv_cbwr_get(-1) & service::cbwr_strict) != 0;
+}
 
 void thread_checker(vex_int m, vex_int n, vex_int k, ThreadState* state) {
   const int maximum = state->maximum;

@@ -25,6 +25,11 @@ struct ThreadState {
   Driver driver = Driver::grid_private;
 };
 
+// Whether a call has no threads to decide about. Inside an active region they are the caller's. In the
+// reproducible setting with STRICT the engine runs as it would without threads; a branch alone does not ask
+// for that, since all drivers give the same bits.
+bool must_stay_on_this_thread();
+
 // Stores the thread count of an m x n multiply of depth k in state.chosen.
 void thread_checker(vex_int m, vex_int n, vex_int k, ThreadState* state);
 

@@ -7,7 +7,6 @@
 #include "blas/gemm_paths.h"
 #include "blas/gemm_threads.h"
 #include "blas/named_entries.h"
-#include "service/cpu_dispatch.h"
 #include "service/thread_count.h"
 
 namespace vex::blas {
@@ -21,7 +20,7 @@ constexpr double elements_per_thread = 16384;
 int threads_for(const Product& p) {
   const double elements =
       static_cast<double>(p.m) * (static_cast<double>(p.n) * static_cast<double>(p.k > 0 ? p.k : 1));
-  if (elements < 2 * elements_per_thread || vex_serv_omp_in_parallel()) return 1;
+  if (elements < 2 * elements_per_thread || must_stay_on_this_thread()) return 1;
   const int maximum = vex_serv_domain_get_max_threads(1);
   return elements < maximum * elements_per_thread ? static_cast<int>(elements / elements_per_thread)
                                                   : maximum;
