@@ -103,8 +103,8 @@ struct Simd {
       r[i + 6] = _mm512_shuffle_f64x2(u[i + 2], u[i + 6], 0xdd);
     }
   }
-  // Rows of the 8 x 8 square whose column c stands at `columns` + c * ld, and back. Half columns are joined on
-  // the way in and out of memory, where it costs no shuffle: two steps are left of transpose()'s three.
+  // Rows of the 8 x 8 square whose column c stands at `columns` + c * ld, and back. Half columns are joined
+  // on the way in and out of memory, where it costs no shuffle: two steps are left of transpose()'s three.
   [[gnu::always_inline]] static void load_transposed(const double* columns, std::int64_t ld,
                                                      Vector (&rows)[width]) {
     for (int half = 0; half < 8; half += 4) {

@@ -90,9 +90,10 @@ struct OwnTile {
   [[gnu::always_inline]] static void full_tile(vex_int k, const double* a, const double* b, double* c,
                                                vex_int ldc, const double* ahead, vex_int ahead_step) {
     // The tile of C is on its way while the loop runs. Asked for at once, its 32 lines keep the loads of A
-    // from the second cache waiting, so a long loop asks for a column every four steps: 8000 x 8000 x 192 ran
-    // at 94.6 percent of peak with that and at 93.2 without, but 4000 x 4000 x 96 at 89.1 and 90.8.
-    constexpr vex_int long_loop = 128;
+    // from the second cache waiting, so a loop of all eight rounds asks for a column every four steps. With
+    // operands that stream as in a large product, that ran at 97 to 98 percent of the peak at k = 96 (94 to
+    // 95 without), 94 to 96 at 48 (93 to 94), 98 at 192 (93 to 95).
+    constexpr vex_int long_loop = 32;
     const double* fetch = c;
     const double* const fetch_end = k < long_loop ? c : c + 8 * ldc;
     if (k < long_loop)
