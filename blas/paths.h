@@ -72,6 +72,7 @@ vex::blas::DgerFunction vex_blas_def_xdger, vex_blas_cnr_def_xdger, vex_blas_mc3
     vex_blas_avx512_xdger;
 vex::blas::IdamaxFunction vex_blas_def_xidamax, vex_blas_cnr_def_xidamax, vex_blas_mc3_xidamax,
     vex_blas_avx2_xidamax, vex_blas_avx512_xidamax;
+vex::blas::IdamaxFunction vex_blas_mc3_xidamax_nonan, vex_blas_avx2_xidamax_nonan;  // no element is a NaN
 vex::blas::DcopyFunction vex_blas_def_xdcopy, vex_blas_cnr_def_xdcopy, vex_blas_mc3_xdcopy,
     vex_blas_avx2_xdcopy, vex_blas_avx512_xdcopy;
 vex::blas::DscalFunction vex_blas_def_xdscal, vex_blas_cnr_def_xdscal, vex_blas_mc3_xdscal,

@@ -17,27 +17,6 @@ const MatrixDescriptor& triangle_of(const BlockedCall& call, bool left) {
   return left ? call.a : call.b;
 }
 
-// Whether the kernels, which multiply by reciprocals of the diagonal, may be used: a subnormal element's
-// reciprocal overflows, and that of an element above 2^1021 is itself subnormal and has lost bits.
-bool reciprocals_fit(const MatrixDescriptor& e) {
-  constexpr std::uint64_t exponent = 0x7ff0000000000000, mantissa = 0x000fffffffffffff;
-  constexpr std::uint64_t largest_exponent = 0x7fc0000000000000;
-  if (e.flags & flag_unit) return true;
-  const double* const diagonal = first_element(e);
-  const auto unfit = [&](vex_int i) -> unsigned {
-    const auto bits = std::bit_cast<std::uint64_t>(diagonal[i * (e.ld + 1)]);
-    const std::uint64_t magnitude = bits & exponent;
-    if (magnitude == 0) return (bits & mantissa) != 0;
-    return magnitude > largest_exponent && magnitude != exponent;
-  };
-  vex_int i = 0;
-  for (; i + 4 <= e.rows; i += 4)
-    if (unfit(i) | unfit(i + 1) | unfit(i + 2) | unfit(i + 3)) return false;
-  for (; i < e.rows; ++i)
-    if (unfit(i)) return false;
-  return true;
-}
-
 // One solve, cut into diagonal blocks of kc. The area of A holds
 //   the packed diagonal block | a panel of right-hand sides | the packed columns beside the block
 // in so many rows at a time as there is room for.
@@ -111,12 +90,22 @@ class Blocks {
   vex_int most_beside_, slice_;
 };
 
+// The exponent field of subnormals is zero, their mantissa is not. Above 2^1021 the reciprocal is subnormal.
+Reciprocals reciprocal_of(double diagonal) {
+  constexpr std::uint64_t exponent = 0x7ff0000000000000, mantissa = 0x000fffffffffffff;
+  constexpr std::uint64_t largest_exponent = 0x7fc0000000000000;
+  const auto bits = std::bit_cast<std::uint64_t>(diagonal);
+  const std::uint64_t magnitude = bits & exponent;
+  if (magnitude == 0) return bits & mantissa ? Reciprocals::overflow : Reciprocals::fit;
+  return magnitude > largest_exponent && magnitude != exponent ? Reciprocals::lose_bits : Reciprocals::fit;
+}
+
 template <bool left, bool forward>
 void drive(const BlockedCall& call) {
   if (call.c.rows < 1 || call.c.columns < 1) return;
   const double alpha = call.operation.alpha;
   if (alpha == 0) return call.kernels.scale_triangle(&call.c, 0);  // before A is looked at
-  if (!reciprocals_fit(triangle_of(call, left))) return call.kernels.unblocked(call);
+  if (reciprocals_of(triangle_of(call, left)) != Reciprocals::fit) return call.kernels.unblocked(call);
   BufferRecord buffers;
   if (call.prepared) {
     buffers = *call.prepared;
@@ -132,6 +121,19 @@ void drive(const BlockedCall& call) {
 }
 
 }  // namespace
+
+Reciprocals reciprocals_of(const MatrixDescriptor& e) {
+  if (e.flags & flag_unit) return Reciprocals::fit;
+  const double* const diagonal = first_element(e);
+  const vex_int step = e.ld + 1;
+  Reciprocals worst = Reciprocals::fit;
+  for (vex_int i = 0; i < e.rows; ++i) {
+    const Reciprocals r = reciprocal_of(diagonal[i * step]);
+    if (r == Reciprocals::overflow) return r;
+    if (r == Reciprocals::lose_bits) worst = r;
+  }
+  return worst;
+}
 
 void drive_solve_left_lower(const BlockedCall& call) {
   drive<true, true>(call);

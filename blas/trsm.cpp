@@ -38,11 +38,12 @@ void run_sequential(const Solve& s) {
                     1, 1);
 }
 
-// Thread t of `threads` takes `chunk` right-hand sides from t * chunk; the last one takes all that is left.
+// Thread t of `threads` takes `chunk` right-hand sides from t * chunk; the last one, and one that would reach
+// past the end, takes all that is left: nothing when the chunks before it hold everything.
 void solve_share(const Solve& s, int t, int threads, vex_int chunk) {
-  const vex_int extent = s.left() ? s.n : s.m;
+  const vex_int extent = s.left() ? s.n : s.m, left = extent - t * chunk;
   const vex_int start = std::min(t * chunk, extent - 1);
-  const vex_int length = t == threads - 1 || chunk > extent - start ? extent - start : chunk;
+  const vex_int length = t == threads - 1 || chunk > left ? left : chunk;
   if (length <= 0) return;
   Solve part = s;
   (s.left() ? part.n : part.m) = length;

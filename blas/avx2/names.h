@@ -61,4 +61,21 @@ vex::blas::engine::BlockKernel vex_blas_avx2_dtrmm_kernel_left_lower,
     vex_blas_avx2_dtrmm_kernel_left_upper_cnr, vex_blas_avx2_dtrmm_kernel_right_lower,
     vex_blas_avx2_dtrmm_kernel_right_lower_cnr, vex_blas_avx2_dtrmm_kernel_right_upper,
     vex_blas_avx2_dtrmm_kernel_right_upper_cnr;
+vex::blas::engine::CopyFixed vex_blas_avx2_dtrsm_copya_a4, vex_blas_avx2_dtrsm_copya_a4_rf;
+vex::blas::engine::FixedSolve vex_blas_avx2_dtrsm_ker_lln_a4_b4, vex_blas_avx2_dtrsm_ker_lln_a4_b4_rf,
+    vex_blas_avx2_dtrsm_ker_lln_a4_b8, vex_blas_avx2_dtrsm_ker_lln_a4_b8_rf,
+    vex_blas_avx2_dtrsm_ker_llu_a4_b4, vex_blas_avx2_dtrsm_ker_llu_a4_b4_rf,
+    vex_blas_avx2_dtrsm_ker_llu_a4_b8, vex_blas_avx2_dtrsm_ker_llu_a4_b8_rf,
+    vex_blas_avx2_dtrsm_ker_lun_a4_b4, vex_blas_avx2_dtrsm_ker_lun_a4_b4_rf,
+    vex_blas_avx2_dtrsm_ker_lun_a4_b8, vex_blas_avx2_dtrsm_ker_lun_a4_b8_rf,
+    vex_blas_avx2_dtrsm_ker_luu_a4_b4, vex_blas_avx2_dtrsm_ker_luu_a4_b4_rf,
+    vex_blas_avx2_dtrsm_ker_luu_a4_b8, vex_blas_avx2_dtrsm_ker_luu_a4_b8_rf,
+    vex_blas_avx2_dtrsm_ker_rln_a4_b4, vex_blas_avx2_dtrsm_ker_rln_a4_b4_rf,
+    vex_blas_avx2_dtrsm_ker_rln_a4_b8, vex_blas_avx2_dtrsm_ker_rln_a4_b8_rf,
+    vex_blas_avx2_dtrsm_ker_rlu_a4_b4, vex_blas_avx2_dtrsm_ker_rlu_a4_b4_rf,
+    vex_blas_avx2_dtrsm_ker_rlu_a4_b8, vex_blas_avx2_dtrsm_ker_rlu_a4_b8_rf,
+    vex_blas_avx2_dtrsm_ker_run_a4_b4, vex_blas_avx2_dtrsm_ker_run_a4_b4_rf,
+    vex_blas_avx2_dtrsm_ker_run_a4_b8, vex_blas_avx2_dtrsm_ker_run_a4_b8_rf,
+    vex_blas_avx2_dtrsm_ker_ruu_a4_b4, vex_blas_avx2_dtrsm_ker_ruu_a4_b4_rf,
+    vex_blas_avx2_dtrsm_ker_ruu_a4_b8, vex_blas_avx2_dtrsm_ker_ruu_a4_b8_rf;
 }

@@ -12,6 +12,7 @@ namespace vex::blas::avx2 {
 struct Path : Simd, Constants, OwnTile {
   static const engine::PathEngine operations;
   static const engine::NocopyKernels nocopy;
+  static const engine::FixedKernels fixed_kernels;
 };
 
 }  // namespace vex::blas::avx2

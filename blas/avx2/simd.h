@@ -43,6 +43,7 @@ struct Simd {
 
   [[gnu::always_inline]] static Vector add(Vector a, Vector b) { return _mm256_add_pd(a, b); }
   [[gnu::always_inline]] static Vector multiply(Vector a, Vector b) { return _mm256_mul_pd(a, b); }
+  [[gnu::always_inline]] static Vector divide(Vector a, Vector b) { return _mm256_div_pd(a, b); }
   // a * b + c and c - a * b, rounded once.
   [[gnu::always_inline]] static Vector multiply_add(Vector a, Vector b, Vector c) {
     return _mm256_fmadd_pd(a, b, c);
@@ -63,6 +64,9 @@ struct Simd {
   [[gnu::always_inline]] static NanFlags no_nan() { return _mm256_setzero_pd(); }
   [[gnu::always_inline]] static NanFlags note_nan(NanFlags flags, Vector v) {
     return _mm256_or_pd(flags, _mm256_cmp_pd(v, v, _CMP_UNORD_Q));
+  }
+  [[gnu::always_inline]] static bool any_equal(Vector a, Vector b) {
+    return _mm256_movemask_pd(_mm256_cmp_pd(a, b, _CMP_EQ_OQ)) != 0;
   }
   [[gnu::always_inline]] static bool any_nan(NanFlags flags) { return _mm256_movemask_pd(flags) != 0; }
 

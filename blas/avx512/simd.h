@@ -80,6 +80,9 @@ struct Simd {
   [[gnu::always_inline]] static NanFlags note_nan(NanFlags flags, Vector v) {
     return static_cast<NanFlags>(flags | _mm512_cmp_pd_mask(v, v, _CMP_UNORD_Q));
   }
+  [[gnu::always_inline]] static bool any_equal(Vector a, Vector b) {
+    return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ) != 0;
+  }
   [[gnu::always_inline]] static bool any_nan(NanFlags flags) { return flags != 0; }
 
   // Pairs of rows, then quarters: after the first step t holds two rows' even or odd columns, after the

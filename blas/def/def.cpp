@@ -54,8 +54,12 @@ void vex_blas_def_xdger(const vex_int* m, const vex_int* n, const double* alpha,
 
 // Vectors.
 
+static vex_int nonan(const vex_int* n, const double* x, const vex_int* incx) {
+  return engine::index_of_largest_nonan<Path>(*n, x, *incx);
+}
+
 vex_int vex_blas_def_xidamax(const vex_int* n, const double* x, const vex_int* incx) {
-  return engine::index_of_largest<Path>(*n, x, *incx);
+  return engine::index_of_largest<Path, nonan>(*n, x, *incx);
 }
 
 void vex_blas_def_xdcopy(const vex_int* n, const double* x, const vex_int* incx, double* y,

@@ -62,6 +62,19 @@ struct KernelTable;
 struct BlockedCall;
 using Driver = void(const BlockedCall& call);
 
+// Index of a choice by side and effective triangle.
+enum SideIndex { on_left = 0, on_right = 1 };
+enum TriangleIndex { of_lower = 0, of_upper = 1 };
+
+// The solve in place (fixed_solve.h): copies of a diagonal block of at most 4 x 4, and its solve for four or
+// eight right-hand sides whose first element is *x.
+using CopyFixed = void(const MatrixDescriptor* e, SideIndex side, double* target);
+using FixedSolve = void(const double* e, double* x, vex_int ldx);
+struct FixedKernels {
+  CopyFixed* copy[2];                // [reciprocal-free]
+  FixedSolve* solve[2][2][2][2][2];  // [SideIndex][TriangleIndex][unit][eight][reciprocal-free]
+};
+
 // How a path fills the records of a call.
 using InitializeStrategy = void(StrategyRecord* strategy);
 using InitializeBuffers = void(BufferRecord* buffers, const StrategyRecord* strategy, vex_int m, vex_int n,
@@ -101,10 +114,6 @@ struct BlockedCall {
   const BufferRecord* prepared;
   InitializeBuffers* initialize_buffers;
 };
-
-// Index of a choice by side and effective triangle.
-enum SideIndex { on_left = 0, on_right = 1 };
-enum TriangleIndex { of_lower = 0, of_upper = 1 };
 
 // A kernel and its twin for the reproducible setting.
 struct KernelPair {

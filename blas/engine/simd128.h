@@ -54,6 +54,9 @@ struct Simd128 {
   [[gnu::always_inline]] static NanFlags note_nan(NanFlags flags, Vector v) {
     return _mm_or_pd(flags, _mm_cmpunord_pd(v, v));
   }
+  [[gnu::always_inline]] static bool any_equal(Vector a, Vector b) {
+    return _mm_movemask_pd(_mm_cmpeq_pd(a, b)) != 0;
+  }
   [[gnu::always_inline]] static bool any_nan(NanFlags flags) { return _mm_movemask_pd(flags) != 0; }
 
   [[gnu::always_inline]] static void transpose(Vector (&r)[width]) {

@@ -26,6 +26,10 @@ void run_solve(const PathEngine& path, bool right, double alpha, const MatrixDes
 void initialize_solve_buffers(InitializeBuffers* initialize, BufferRecord* buffers,
                               const StrategyRecord* strategy, vex_int order, vex_int count);
 
+// Whether the kernels, which multiply by reciprocals of the diagonal, may be used, and if not, why.
+enum class Reciprocals { fit, overflow, lose_bits };
+Reciprocals reciprocals_of(const MatrixDescriptor& triangle);
+
 // Letters of a solve from its records.
 struct SolveLetters {
   char side, uplo, trans, diag;

@@ -16,6 +16,9 @@ namespace vex::blas::engine {
 // negated, in ascending order; then the R x R triangle by columns, negated off the diagonal and reciprocal on
 // it (1 when E has a unit diagonal). Rows beyond the order are those of the identity. The blocks of rows
 // follow each other in the order they are solved in.
+// What the diagonal of a packed triangle holds.
+enum class Diagonal { unit, reciprocals, divisors };
+
 template <typename P>
 inline constexpr int solve_rows = static_cast<int>(P::blocks.nr);
 
@@ -155,15 +158,20 @@ struct SolveRows {
     }
   }
 
-  template <bool forward, bool unit>
+  template <bool forward, Diagonal diagonal>
   [[gnu::always_inline]] void solve(const double* e) {
 #pragma GCC unroll 8
     for (int t = 0; t < R; ++t) {
       const int s = forward ? t : R - 1 - t;
-      if (!unit) {
-        const auto reciprocal = P::broadcast(e + s * R + s);
+      if constexpr (diagonal != Diagonal::unit) {
+        const auto value = P::broadcast(e + s * R + s);
 #pragma GCC unroll 4
-        for (int v = 0; v < MV; ++v) of[s][v] = P::multiply(of[s][v], reciprocal);
+        for (int v = 0; v < MV; ++v) {
+          if constexpr (diagonal == Diagonal::divisors)
+            of[s][v] = P::divide(of[s][v], value);
+          else
+            of[s][v] = P::multiply(of[s][v], value);
+        }
       }
 #pragma GCC unroll 8
       for (int r = forward ? s + 1 : 0; r < (forward ? R : s); ++r) {
@@ -207,7 +215,7 @@ template <typename P, bool left, bool forward, bool unit, int MV, bool whole>
     const vex_int from = forward ? 0 : i + R, done = forward ? i : larger(0, order - from);
     block.subtract(done, e, s.panel + from * W);
     e += done * R;
-    block.template solve<forward, unit>(e);
+    block.template solve<forward, unit ? Diagonal::unit : Diagonal::reciprocals>(e);
     e += R * R;
     if (b != last) block.store(target);
     if (left) {

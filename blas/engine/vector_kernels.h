@@ -19,8 +19,8 @@ void gather(vex_int n, const double* x, vex_int incx, double* packed) {
 }
 
 // The largest magnitude among n contiguous elements, and whether a NaN is among them (then the maximum means
-// nothing).
-template <typename P>
+// nothing; it is not looked for when `nan_free`).
+template <typename P, bool nan_free>
 [[gnu::always_inline]] inline double largest_magnitude(vex_int n, const double* x, bool* has_nan) {
   using V = typename P::Vector;
   constexpr int w = P::width;
@@ -31,14 +31,14 @@ template <typename P>
 #pragma GCC unroll 4
     for (int v = 0; v < 4; ++v) {
       const V value = P::load(x + i + v * w);
-      nan = P::note_nan(nan, value);
+      if (!nan_free) nan = P::note_nan(nan, value);
       top[v] = P::maximum(top[v], P::magnitude(value));
     }
   }
   for (; i < n; i += w) {
     const int count = static_cast<int>(smaller(w, n - i));
     const V value = P::load(P::first_lanes(count), x + i);
-    nan = P::note_nan(nan, value);
+    if (!nan_free) nan = P::note_nan(nan, value);
     top[0] = P::maximum(top[0], P::magnitude(value));
   }
   *has_nan = P::any_nan(nan);
@@ -63,9 +63,29 @@ vex_int first_largest(vex_int n, const double* x, vex_int incx) {
   return index;
 }
 
-// Long contiguous vectors: the maximum of each block decides which block holds the answer, and only that
-// block (or the first one with a NaN) is scanned.
+// Where a magnitude that is known to be there stands first among contiguous elements.
 template <typename P>
+[[gnu::always_inline]] inline vex_int first_of_magnitude(vex_int n, const double* x, double magnitude) {
+  constexpr int w = P::width;
+  const typename P::Vector wanted = P::splat(magnitude);
+  vex_int i = 0;
+  while (i + w <= n && !P::any_equal(P::magnitude(P::load(x + i)), wanted)) i += w;
+  while (__builtin_fabs(x[i]) != magnitude) ++i;
+  return i;
+}
+
+// The search among elements of which none is a NaN.
+template <typename P>
+vex_int index_of_largest_nonan(vex_int n, const double* x, vex_int incx) {
+  if (n < 1 || incx < 1) return 0;
+  if (incx != 1) return first_largest<P>(n, x, incx);
+  bool has_nan;
+  return first_of_magnitude<P>(n, x, largest_magnitude<P, true>(n, x, &has_nan)) + 1;
+}
+
+// Long contiguous vectors: the maximum of each block decides which block holds the answer, and only that
+// block, then known to be free of NaNs (or the first one with a NaN), is searched.
+template <typename P, auto nan_free_search>
 vex_int index_of_largest(vex_int n, const double* x, vex_int incx) {
   constexpr vex_int block = 512;
   if (n < 1 || incx < 1) return 0;
@@ -76,7 +96,7 @@ vex_int index_of_largest(vex_int n, const double* x, vex_int incx) {
   for (vex_int start = 0; start < n; start += block) {
     const vex_int count = smaller(block, n - start);
     bool has_nan;
-    const double top = largest_magnitude<P>(count, x + start, &has_nan);
+    const double top = largest_magnitude<P, false>(count, x + start, &has_nan);
     if (has_nan) {
       vex_int i = start;
       while (x[i] == x[i]) ++i;
@@ -84,9 +104,9 @@ vex_int index_of_largest(vex_int n, const double* x, vex_int incx) {
     }
     if (top > best) best = top, best_start = start;
   }
-  vex_int i = best_start;
-  while (__builtin_fabs(x[i]) != best) ++i;
-  return i + 1;
+  if (n <= block) return first_of_magnitude<P>(n, x, best) + 1;
+  const vex_int count = smaller(block, n - best_start), one = 1;
+  return best_start + nan_free_search(&count, x + best_start, &one);
 }
 
 template <typename P>

@@ -5,12 +5,17 @@
 #include <limits>
 
 #include "blas/blas.h"
+#include "blas/engine/solve_drivers.h"
+#include "blas/named_entries.h"
 #include "service/thread_count.h"
 #include "tests/blas/kernels.h"
 #include "tests/reference/dense.h"
+#include "tests/support/caught_reports.h"
 
 namespace vex::test {
 namespace {
+
+namespace engine = blas::engine;
 
 constexpr double eps = std::numeric_limits<double>::epsilon();
 
@@ -81,29 +86,33 @@ TEST_P(Trsm, DiagonalWithoutAUsableReciprocal) {
   std::mt19937_64 random(2);
   for (const Case& c : sixteen_cases()) {
     if (c.diag == 'U') continue;
-    for (double diagonal : {1e-310, -4e-320, 1.7e308, 0x1p-1022}) {
-      const vex_int m = 30, n = 18, order = c.side == 'L' ? m : n;
-      Matrix a(order, order, order), b(m, n, m), unblocked(m, n, m);
-      fill_triangle(a, c, random);
-      // The one extreme element stands last in the solve's own order, so that nothing overflows after it.
-      const bool forward = (c.side == 'L') == ((c.uplo == 'L') == (c.trans == 'N'));
-      const vex_int at = forward ? order - 1 : 0;
-      a(at, at) = diagonal;
-      b.fill(random);
-      for (vex_int j = 0; j < n; ++j)
-        for (vex_int i = 0; i < m; ++i) unblocked(i, j) = b(i, j) *= 1e-12;
-      const double alpha = 1;
-      const auto run = [&](blas::DtrsmFunction* trsm, Matrix& x) {
-        trsm(&c.side, &c.uplo, &c.trans, &c.diag, &m, &n, &alpha, a.data(), &order, x.data(), &m, 1, 1, 1, 1);
-      };
-      run(GetParam().trsm, b);
-      run(GetParam().trsm_v1, unblocked);
-      const bool diverted = diagonal != 0x1p-1022;
-      if (diverted) {
-        EXPECT_EQ(b.values(), unblocked.values()) << diagonal;
+    for (double diagonal : {1e-310, -4e-320, 1.7e308, 0x1p-1022})
+      for (const auto& [m, n] : {std::pair<vex_int, vex_int>{30, 18}, {3, 13}, {4, 13}, {13, 4}}) {
+        const vex_int order = c.side == 'L' ? m : n;
+        Matrix a(order, order, order), b(m, n, m), unblocked(m, n, m);
+        fill_triangle(a, c, random);
+        // The one extreme element stands last in the solve's own order, so that nothing overflows after it.
+        const bool forward = (c.side == 'L') == ((c.uplo == 'L') == (c.trans == 'N'));
+        const vex_int at = forward ? order - 1 : 0;
+        a(at, at) = diagonal;
+        b.fill(random);
+        for (vex_int j = 0; j < n; ++j)
+          for (vex_int i = 0; i < m; ++i) unblocked(i, j) = b(i, j) *= 1e-12;
+        const double alpha = 1;
+        const auto run = [&](blas::DtrsmFunction* trsm, Matrix& x) {
+          trsm(&c.side, &c.uplo, &c.trans, &c.diag, &m, &n, &alpha, a.data(), &order, x.data(), &m, 1, 1, 1,
+               1);
+        };
+        run(GetParam().trsm, b);
+        run(GetParam().trsm_v1, unblocked);
+        const bool diverted = diagonal != 0x1p-1022 && (diagonal < 1 || order > 4);
+        if (diverted) {
+          EXPECT_EQ(b.values(), unblocked.values()) << diagonal;
+        }
+        for (vex_int j = 0; j < n && diagonal > 1; ++j)
+          for (vex_int i = 0; i < m; ++i) EXPECT_NEAR(b(i, j), unblocked(i, j), 1e-26);
+        for (double value : b.values()) EXPECT_TRUE(std::isfinite(value)) << diagonal;
       }
-      for (double value : b.values()) EXPECT_TRUE(std::isfinite(value)) << diagonal;
-    }
   }
 }
 
@@ -115,6 +124,89 @@ TEST_P(Trsm, TriangleReadThoughAlphaIsZero) {
   GetParam().trsm("L", "L", "N", "N", &n, &n, &alpha, a.data(), &n, b.data(), &b.ld, 1, 1, 1, 1);
   for (double value : b.values()) EXPECT_EQ(value, 0);
   EXPECT_TRUE(b.surroundings_untouched());
+}
+
+// A NaN or an infinity among the right-hand sides must stay in its own, padding lanes and all.
+TEST_P(Trsm, RightHandSidesMixed) {
+  std::mt19937_64 random(4);
+  const double alpha = 1;
+  for (const Case& c : sixteen_cases())
+    for (vex_int order : {3, 4, 19, 400})
+      for (vex_int count : {1, 5, 9, 27}) {
+        const bool left = c.side == 'L';
+        const vex_int m = left ? order : count, n = left ? count : order;
+        Matrix a(order, order, order), clean(m, n, m), spoilt(m, n, m);
+        fill_triangle(a, c, random);
+        clean.fill(random);
+        const vex_int bad = count / 2;
+        for (vex_int j = 0; j < n; ++j)
+          for (vex_int i = 0; i < m; ++i)
+            spoilt(i, j) = (left ? j : i) != bad ? clean(i, j)
+                           : order % 2           ? std::numeric_limits<double>::quiet_NaN()
+                                                 : std::numeric_limits<double>::infinity();
+        for (Matrix* x : {&clean, &spoilt})
+          GetParam().trsm(&c.side, &c.uplo, &c.trans, &c.diag, &m, &n, &alpha, a.data(), &order, x->data(),
+                          &m, 1, 1, 1, 1);
+        for (vex_int j = 0; j < n; ++j)
+          for (vex_int i = 0; i < m; ++i) {
+            if ((left ? j : i) != bad) {
+              ASSERT_EQ(clean(i, j), spoilt(i, j)) << c.side << c.uplo << c.trans << c.diag << order;
+            } else {
+              ASSERT_FALSE(std::isfinite(spoilt(i, j)));
+            }
+          }
+      }
+}
+
+TEST_P(Trsm, PreparedBuffersReleasedOrAnswerOtherThanWithoutThem) {
+  std::mt19937_64 random(5);
+  const engine::PathEngine& path = *GetParam().engine();
+  for (const Case& c : sixteen_cases()) {
+    const vex_int m = 410, n = 31, order = c.side == 'L' ? m : n, count = m + n - order;
+    Matrix a(order, order, order), x(m, n, m), prepared(m, n, m), without(m, n, m);
+    fill_triangle(a, c, random);
+    x.fill(random);
+    for (vex_int j = 0; j < n; ++j)
+      for (vex_int i = 0; i < m; ++i) prepared(i, j) = without(i, j) = x(i, j);
+    engine::MatrixDescriptor triangle, b;
+    blas_initialize_matrix(&triangle, a.data(), order, order, order, &c.uplo, &c.diag, &c.trans);
+    engine::StrategyRecord strategy;
+    path.initialize_strategy(&strategy);
+    engine::BufferRecord buffers;
+    engine::initialize_solve_buffers(path.initialize_triangular_buffers, &buffers, &strategy, order, count);
+    const engine::BufferRecord none = buffers;
+    ASSERT_EQ(buffers.functions.get(&buffers), 0);
+    const auto run = [&](Matrix& target, const engine::BufferRecord* record) {
+      blas_initialize_matrix(&b, target.data(), m, n, m, nullptr, nullptr, nullptr);
+      engine::run_solve(path, c.side == 'R', 0.5, triangle, b, record);
+    };
+    run(x, nullptr), run(prepared, &buffers), run(without, &none);
+    EXPECT_EQ(x.values(), prepared.values());
+    for (vex_int j = 0; j < n; ++j)
+      for (vex_int i = 0; i < m; ++i) ASSERT_NEAR(without(i, j), x(i, j), 1e-12);
+    buffers.functions.free(&buffers);
+  }
+}
+
+TEST(TrsmFrontEnd, BadArgumentAcceptedOrReportedAsAnother) {
+  const CaughtReports reports;
+  const struct {
+    const char* letters;
+    vex_int m, n, lda, ldb, bad;
+  } cases[] = {{"XLNN", 2, 2, 2, 2, 1}, {"LXNN", 2, 2, 2, 2, 2},  {"LLXN", 2, 2, 2, 2, 3},
+               {"LLNX", 2, 2, 2, 2, 4}, {"LLNN", -1, 2, 2, 2, 5}, {"LLNN", 2, -1, 2, 2, 6},
+               {"LLNN", 2, 1, 1, 2, 9}, {"RLNN", 1, 2, 1, 2, 9},  {"RLNN", 2, 1, 1, 1, 11},
+               {"rutu", 0, 0, 1, 1, 0}, {"lucn", 0, 0, 0, 1, 9},  {"XXXX", -1, -1, 0, 0, 1}};
+  for (const auto& x : cases) {
+    reports.list().clear();
+    double a[4] = {1, 1, 1, 1}, b[4] = {3, 4, 5, 6}, alpha = 2;
+    vex_blas_dtrsm(x.letters, x.letters + 1, x.letters + 2, x.letters + 3, &x.m, &x.n, &alpha, a, &x.lda, b,
+                   &x.ldb, 1, 1, 1, 1);
+    std::vector<std::pair<std::string, vex_int>> wanted;
+    if (x.bad) wanted = {{"DTRSM ", x.bad}};
+    EXPECT_EQ(reports.list(), wanted) << x.letters << x.bad;
+    EXPECT_EQ(b[0] + b[1] + b[2] + b[3], 18);
+  }
 }
 
 TEST(TrsmFrontEnd, BitsDependOnTheThreadCount) {
@@ -139,6 +231,29 @@ TEST(TrsmFrontEnd, BitsDependOnTheThreadCount) {
       ASSERT_EQ(first, b.values()) << c.side << threads;
       ASSERT_TRUE(b.surroundings_untouched());
     }
+  }
+}
+
+TEST(TrsmFrontEnd, RightHandSideLeftOutOrSolvedTwiceForAnyChunk) {
+  std::mt19937_64 random(6);
+  const vex_int m = 20, n = 10;
+  const double alpha = 1;
+  Matrix a(m, m, m), given(m, n, m);
+  fill_triangle(a, {'L', 'L', 'N', 'N'}, random);
+  given.fill(random);
+  std::vector<double> first;
+  for (const blas::SolveSplit& split : {blas::SolveSplit{1, 0, 0, 2},
+                                        {4, 0, 0, 1},
+                                        {4, 4, 0, 2},
+                                        {4, 4, 7, 2},
+                                        {4, 4, 3, 0},
+                                        {12, 0, 0, 1}}) {
+    Matrix b(m, n, m);
+    for (vex_int j = 0; j < n; ++j)
+      for (vex_int i = 0; i < m; ++i) b(i, j) = given(i, j);
+    vex_blas_dtrsm_omp_driver_v1("L", "L", "N", "N", &m, &n, &alpha, a.data(), &m, b.data(), &m, split);
+    if (first.empty()) first = b.values();
+    EXPECT_EQ(first, b.values()) << split.threads << ' ' << split.preset;
   }
 }
 

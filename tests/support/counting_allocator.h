@@ -43,8 +43,8 @@ struct CountingAllocator {
 };
 
 // Runs a test's body, expectations and all, in a process whose memory rooms nobody has used; for tests that
-// run alone.
-inline void in_unused_memory(const std::function<void()>& body) {
+// run alone. Returns what it printed.
+inline std::string in_unused_memory(const std::function<void()>& body) {
   const ProcessResult result = in_fresh_process([&] {
     CountingAllocator::install();
     body();
@@ -53,6 +53,7 @@ inline void in_unused_memory(const std::function<void()>& body) {
   });
   EXPECT_EQ(result.status, 0) << result.output;
   EXPECT_EQ(result.errors, "");  // where a sanitizer speaks; its say at the end of the process is cut off
+  return result.output;
 }
 
 }  // namespace vex::test
