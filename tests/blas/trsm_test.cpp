@@ -87,8 +87,8 @@ TEST_P(Trsm, DiagonalWithoutAUsableReciprocal) {
   for (const Case& c : sixteen_cases()) {
     if (c.diag == 'U') continue;
     for (double diagonal : {1e-310, -4e-320, 1.7e308, 0x1p-1022})
-      for (const auto& [m, n] : {std::pair<vex_int, vex_int>{30, 18}, {3, 13}, {4, 13}, {13, 4}}) {
-        const vex_int order = c.side == 'L' ? m : n;
+      for (const auto& size : {std::pair<vex_int, vex_int>{30, 18}, {3, 13}, {4, 13}, {13, 4}}) {
+        const vex_int m = size.first, n = size.second, order = c.side == 'L' ? m : n;
         Matrix a(order, order, order), b(m, n, m), unblocked(m, n, m);
         fill_triangle(a, c, random);
         // The one extreme element stands last in the solve's own order, so that nothing overflows after it.
