@@ -1,8 +1,9 @@
 // The other kernels of the panel and of the solve, one thread: the triangular solve with many right-hand
 // sides (left, lower, unit) in percent of the multiply-add peak; the matrix-vector products on a panel in
-// percent of what a plain sum over the same panel streams; pivot search, swap and scale in bytes a second;
-// row interchanges in million element swaps a second. With --peer FILE the same calls of any shared library
-// that exports the standard names. Figures are medians.
+// percent of what a plain sum over the same panel streams; pivot search, swap and scale in bytes a second, in
+// vectors that live in the first, the second and the third cache and in memory, and in percent of a plain
+// read, and of a plain read and write, of as much; row interchanges in million element swaps a second. With
+// --peer FILE the same calls of any shared library that exports the standard names. Figures are medians.
 #include <omp.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 
 #include "bench/support/paths.h"
 #include "bench/support/peer.h"
+#include "bench/support/plain_loops.h"
 #include "bench/support/samples.h"
 #include "bench/support/stopwatch.h"
 #include "lapack/laswp.h"
@@ -162,12 +164,7 @@ int main(int argc, char** argv) {
   const vex_int wide_m = m, wide_n = n, wide_one = 1;
   const auto a = block(static_cast<std::size_t>(m) * n, 1), x = block(m, 1), y = block(m, 1);
   const double bytes = 8e-9 * m * n, alpha = 1e-9, beta = 1;
-  const auto plain_sum = [&] {
-    double sums[8] = {};
-    for (int i = 0; i < m * n; i += 8)
-      for (int l = 0; l < 8; ++l) sums[l] += a[static_cast<std::size_t>(i + l)];
-    sink = sums[0] + sums[1] + sums[2] + sums[3] + sums[4] + sums[5] + sums[6] + sums[7];
-  };
+  const auto read_panel = [&] { sink = vex::bench::plain_sum(static_cast<std::size_t>(m) * n, a.get()); };
   for (const char* trans : {"N", "T"}) {
     std::function<void()> theirs;
     if (peer)
@@ -180,13 +177,23 @@ int main(int argc, char** argv) {
           path.gemv(trans, &wide_m, &wide_n, &alpha, a.get(), &wide_m, x.get(), &wide_one, &beta, y.get(),
                     &wide_one, 1);
         },
-        [&] { return bytes / time_of(plain_sum); }, theirs);
+        [&] { return bytes / time_of(read_panel); }, theirs);
   }
 
-  for (const int length : {1000, 4000, 100000, 2000000}) {
-    const auto u = block(static_cast<std::size_t>(length), 1), v = block(static_cast<std::size_t>(length), 1);
-    const vex_int wide = length;
+  for (const int length : {1000, 40000, 400000, 8000000}) {
+    const auto u = block(static_cast<std::size_t>(length), 1);  // swapped: its halves
+    const int half_length = length / 2;
+    const vex_int wide = length, wide_half = half_length;
     const double factor = -1;
+    const std::ptrdiff_t half = half_length;
+    const auto read = [&] {
+      return 8e-9 * length /
+             time_of([&] { sink = vex::bench::plain_sum(static_cast<std::size_t>(length), u.get()); });
+    };
+    const auto read_and_write = [&] {
+      return 16e-9 * length /
+             time_of([&] { vex::bench::plain_negate(static_cast<std::size_t>(length), u.get()); });
+    };
     char text[40];
     std::function<void()> theirs;
     if (peer)
@@ -196,18 +203,21 @@ int main(int argc, char** argv) {
     std::snprintf(text, sizeof text, "idamax %d", length);
     report(
         o, text, 8e-9 * length, "GB/s",
-        [&] { sink = static_cast<double>(path.idamax(&wide, u.get(), &wide_one)); }, nullptr, theirs);
+        [&] { sink = static_cast<double>(path.idamax(&wide, u.get(), &wide_one)); }, read, theirs);
     if (peer)
-      theirs = [&, swap = peer->routine<PeerSwap>("dswap_")] { swap(&length, u.get(), &one, v.get(), &one); };
+      theirs = [&, swap = peer->routine<PeerSwap>("dswap_")] {
+        swap(&half_length, u.get(), &one, u.get() + half, &one);
+      };
     std::snprintf(text, sizeof text, "swap %d", length);
     report(
-        o, text, 32e-9 * length, "GB/s", [&] { path.swap(&wide, u.get(), &wide_one, v.get(), &wide_one); },
-        nullptr, theirs);
+        o, text, 16e-9 * length, "GB/s",
+        [&] { path.swap(&wide_half, u.get(), &wide_one, u.get() + half, &wide_one); }, read_and_write,
+        theirs);
     if (peer)
       theirs = [&, scale = peer->routine<PeerScal>("dscal_")] { scale(&length, &factor, u.get(), &one); };
     std::snprintf(text, sizeof text, "scale %d", length);
     report(
-        o, text, 16e-9 * length, "GB/s", [&] { path.scal(&wide, &factor, u.get(), &wide_one); }, nullptr,
-        theirs);
+        o, text, 16e-9 * length, "GB/s", [&] { path.scal(&wide, &factor, u.get(), &wide_one); },
+        read_and_write, theirs);
   }
 }
