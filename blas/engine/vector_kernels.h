@@ -19,29 +19,26 @@ void gather(vex_int n, const double* x, vex_int incx, double* packed) {
 }
 
 // The largest magnitude among n contiguous elements, and whether a NaN is among them (then the maximum means
-// nothing; it is not looked for when `nan_free`).
+// nothing; it is not looked for when `nan_free`). Magnitudes are added up for that: among them only a NaN
+// makes a NaN, and an addition is one operation beside the maximum where comparing takes two.
 template <typename P, bool nan_free>
 [[gnu::always_inline]] inline double largest_magnitude(vex_int n, const double* x, bool* has_nan) {
   using V = typename P::Vector;
   constexpr int w = P::width;
   V top[4] = {P::zero(), P::zero(), P::zero(), P::zero()};
-  auto nan = P::no_nan();
+  V sum[4] = {P::zero(), P::zero(), P::zero(), P::zero()};
+  const auto take = [&](int v, V value) __attribute__((always_inline)) {
+    value = P::magnitude(value);
+    top[v] = P::maximum(top[v], value);
+    if (!nan_free) sum[v] = P::add(sum[v], value);
+  };
   vex_int i = 0;
   for (; i + 4 * w <= n; i += 4 * w) {
 #pragma GCC unroll 4
-    for (int v = 0; v < 4; ++v) {
-      const V value = P::load(x + i + v * w);
-      if (!nan_free) nan = P::note_nan(nan, value);
-      top[v] = P::maximum(top[v], P::magnitude(value));
-    }
+    for (int v = 0; v < 4; ++v) take(v, P::load(x + i + v * w));
   }
-  for (; i < n; i += w) {
-    const int count = static_cast<int>(smaller(w, n - i));
-    const V value = P::load(P::first_lanes(count), x + i);
-    if (!nan_free) nan = P::note_nan(nan, value);
-    top[0] = P::maximum(top[0], P::magnitude(value));
-  }
-  *has_nan = P::any_nan(nan);
+  for (; i < n; i += w) take(0, P::load(P::first_lanes(static_cast<int>(smaller(w, n - i))), x + i));
+  *has_nan = P::any_nan(P::note_nan(P::no_nan(), P::add(P::add(sum[0], sum[1]), P::add(sum[2], sum[3]))));
   double lanes[w];
   P::store(lanes, P::maximum(P::maximum(top[0], top[1]), P::maximum(top[2], top[3])));
   double best = lanes[0];
@@ -87,7 +84,8 @@ vex_int index_of_largest_nonan(vex_int n, const double* x, vex_int incx) {
 // block, then known to be free of NaNs (or the first one with a NaN), is searched.
 template <typename P, auto nan_free_search>
 vex_int index_of_largest(vex_int n, const double* x, vex_int incx) {
-  constexpr vex_int block = 512;
+  constexpr vex_int block =
+      1024;  // 512: 50 instead of 70 GB/s at 1000 elements, no gain beyond the first cache
   if (n < 1 || incx < 1) return 0;
   if (n == 1) return 1;
   if (incx != 1 || n < 2 * P::width) return first_largest<P>(n, x, incx);
