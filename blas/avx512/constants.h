@@ -26,9 +26,11 @@ struct Constants {
     return vectors == 4 ? 2 : vectors > 3 ? 3 : vectors;
   }
   // The tall tiles that 32 registers hold stay ahead of packing up to 256, by 2 %; at 100 it is 3 to 17 %,
-  // for depths to 16 from 64 on nothing. Narrow: 1000 x 24 gains 16 to 21 %, or nothing when A is transposed.
+  // for depths to 16 from 64 on nothing. Narrow: 1000 x 24 would gain 16 to 21 % in place, or
+  // nothing when A is transposed, but 50000 x 16 x 16, whose A comes from beyond the second cache, runs at a
+  // third of the packed rate.
   static constexpr engine::InPlaceLimits in_place{
-      .side = 160, .turned_side = 160, .shallow_depth = 31, .shallow_side = 64, .tall = 24, .wide = 24};
+      .side = 160, .turned_side = 160, .shallow_depth = 31, .shallow_side = 64, .tall = 11, .wide = 24};
   static constexpr vex_int solve_block = 192;  // order of the diagonal blocks of a triangular solve
 };
 
