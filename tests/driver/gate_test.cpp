@@ -3,8 +3,8 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
+#include <utility>
 
 #include "driver/vendor_gate.h"
 #include "service/platform.h"
@@ -68,24 +68,16 @@ TEST_F(GateOfStaticProgram, RefusesThisMachineBeforeItReadsAnything) {
   }
 }
 
-struct EmulatedModel {
-  const char* name;
-  const char* path;  // what the trace header says of the code path
-};
-
-void PrintTo(const EmulatedModel& model, std::ostream* stream) {
-  *stream << model.name;
-}
-
+// A model of processor and what the trace header says of its code path.
 class GateOnEmulatedProcessor : public GateOfStaticProgram,
-                                public testing::WithParamInterface<EmulatedModel> {};
+                                public testing::WithParamInterface<std::pair<std::string, std::string>> {};
 
 TEST_P(GateOnEmulatedProcessor, OfTheServedVendorRunsItsPathToAPassingReport) {
+  const auto& [model, path] = GetParam();
   const ScratchDirectory directory;
   const std::string trace = directory.path() + "/trace";
-  ProgramRun run{.program = "/usr/bin/env", .arguments = {"qemu-x86_64", "-cpu"}};
-  run.arguments.push_back(std::string(GetParam().name) + ",vendor=GenuineKorva");
-  run.arguments.push_back(program);
+  ProgramRun run{.program = "/usr/bin/env",
+                 .arguments = {"qemu-x86_64", "-cpu", model + ",vendor=GenuineKorva", program}};
   run.input = "comment\nEmulated\n2\n50 200\n50 200\n1 1\n4 4\n";
   run.environment = {{"OMP_NUM_THREADS", "2"}, {"VEX_VERBOSE", "1"}, {"VEX_VERBOSE_OUTPUT_FILE", trace}};
   const ProgramResult result = run_program(run);
@@ -96,19 +88,14 @@ TEST_P(GateOnEmulatedProcessor, OfTheServedVendorRunsItsPathToAPassingReport) {
       << result.output << result.errors;
   EXPECT_NE(report.find("\nResidual checks PASSED\n\nEnd of tests\n"), std::string::npos);
   EXPECT_EQ(result.status, 0);
-  std::ifstream lines(trace);
-  std::string header;
-  std::getline(lines, header);
-  EXPECT_NE(header.find(std::string(" ") + GetParam().path + "-enabled processors, Lnx"), std::string::npos)
-      << header;
+  const std::string lines = read_file(trace);
+  EXPECT_NE(lines.find(" " + path + "-enabled processors, Lnx"), std::string::npos) << lines;
 }
 
 INSTANTIATE_TEST_SUITE_P(Models, GateOnEmulatedProcessor,
-                         testing::Values(EmulatedModel{"core2duo", "SSE2"},
-                                         EmulatedModel{"Nehalem", "SSE4.2"},
-                                         EmulatedModel{"SandyBridge", "SSE4.2"},
-                                         EmulatedModel{"Haswell", "AVX2"}),
-                         [](const auto& instance) { return std::string(instance.param.name); });
+                         testing::Values(std::pair("core2duo", "SSE2"), std::pair("Nehalem", "SSE4.2"),
+                                         std::pair("SandyBridge", "SSE4.2"), std::pair("Haswell", "AVX2")),
+                         [](const auto& instance) { return instance.param.first; });
 
 }  // namespace
 }  // namespace vex::test

@@ -95,25 +95,21 @@ TEST(Terminal, RefusesAMatrixWhoseBytesWrapAround) {
   EXPECT_EQ(result.status, 255);
 }
 
-TEST(Terminal, PrintsHelpWhenAskedOrWhenItsAnswersCannotBeSeen) {
+TEST(Terminal, GoesOnWithDefaultsWhenInputEndsOrPrintsHelpWhenItsAnswersCannotBeSeen) {
   ScratchDirectory directory;
-  EXPECT_EQ(at_terminal(directory, {{question, "helpless\n"}}).output,
-            question + "Could not open file help.qrn\n");
   directory.write("help.qrn", "the help\n");
-  const ProgramResult asked = at_terminal(directory, {{question, "help\n"}});
-  EXPECT_EQ(asked.output, question + "the help\n");
-  EXPECT_EQ(asked.status, 0);
-  const ProgramResult unseen = at_terminal(directory, {}, false);
-  EXPECT_EQ(unseen.output, "the help\n");
-  EXPECT_EQ(unseen.status, 0);
-}
-
-TEST(Terminal, GoesOnWithDefaultsWhenInputEndsOrIsNoInteger) {
-  ScratchDirectory directory;
-  for (const char* answer : {"\x04", "data\nmany\n"}) {
-    const ProgramResult result = at_terminal(directory, {{question, answer}});
-    EXPECT_TRUE(result.output.ends_with("1000   1000   0       0.0000   0.0000  \n" + passed))
-        << result.output;
+  const std::string defaults = "1000   1000   0       0.0000   0.0000  \n" + passed;
+  const struct {
+    std::vector<Exchange> exchanges;
+    bool output_is_terminal;
+    std::string end;
+  } cases[] = {{{{question, "\x04"}}, true, defaults},
+               {{{question, "data\nmany\n"}}, true, defaults},
+               {{{question, "helpless\n"}}, true, question + "the help\n"},
+               {{}, false, "the help\n"}};
+  for (const auto& c : cases) {
+    const ProgramResult result = at_terminal(directory, c.exchanges, c.output_is_terminal);
+    EXPECT_TRUE(result.output.ends_with(c.end)) << result.output;
     EXPECT_EQ(result.status, 0);
   }
 }

@@ -9,9 +9,9 @@
 #include <cstdio>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "driver/report_header.h"
 #include "driver/trial.h"
 #include "tests/support/fresh_process.h"
 
@@ -48,22 +48,6 @@ TEST(MemoryLayout, StaysInsideTheBlockThatWasSizedForIt) {
   }
 }
 
-TEST(MemoryRequest, KnowsWhenItsBytesWrapAround) {
-  struct Case {
-    std::int32_t n, lda, alignment;
-    bool fits;
-  };
-  constexpr std::int32_t most = std::numeric_limits<std::int32_t>::max();
-  for (const Case& c : {Case{1500000000, 1500000000, 64, true}, Case{most, most, 0, false},
-                        Case{1, most, 64, true}, Case{1518500248, 1518500250, 0, false}}) {
-    const driver::MemoryRequest request = request_of_one(c.n, c.lda, c.alignment);
-    EXPECT_EQ(request.fits, c.fits) << c.n;
-    const long double exact = (c.n + 2.0L) * c.lda * 8 + 4.0L * c.lda + 1024.0L * c.alignment;
-    EXPECT_EQ(exact < 0x1p64L, c.fits) << c.n;
-    EXPECT_EQ(static_cast<long double>(request.bytes), std::fmod(exact, 0x1p64L)) << c.n;
-  }
-}
-
 TEST(Rate, CountsOperationsInSinglePrecision) {
   // 2/3 n^3 + 2 n^2 is a whole number of 24 bits for these, so that no step rounds.
   EXPECT_EQ(driver::gflops_of(3, 0.5), 36.0 * 9.999999717180685e-10 / 0.5);
@@ -76,22 +60,15 @@ TEST(Rate, CountsOperationsInSinglePrecision) {
 }
 
 TEST(Judgement, FailsWhatIsNotBelowTheLimitOrIsNoNumber) {
-  const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
-  EXPECT_FALSE(driver::trial_failed(0.0, 0.0));
-  EXPECT_FALSE(driver::trial_failed(inf, std::nextafter(100.0, 0.0)));
-  EXPECT_TRUE(driver::trial_failed(0.0, 100.0));
-  EXPECT_TRUE(driver::trial_failed(0.0, inf));
-  EXPECT_TRUE(driver::trial_failed(0.0, nan));
-  EXPECT_TRUE(driver::trial_failed(nan, 0.0));
-}
-
-TEST(ThreadCount, IsAWholeDecimalNumberThatIsNotNegative) {
-  for (const char* text : {"0", "4", " 4", "+4", "007", "99999999999999999999"}) {
-    EXPECT_TRUE(driver::is_thread_count(text)) << text;
-  }
-  for (const char* text : {"", " ", "-1", "4x", "4 ", "0x4", "4,2", "4.0", "-99999999999999999999"}) {
-    EXPECT_FALSE(driver::is_thread_count(text)) << text;
-  }
+  constexpr double nan = std::numeric_limits<double>::quiet_NaN(),
+                   inf = std::numeric_limits<double>::infinity();
+  for (const auto& [residual, normalised, failed] : {std::tuple(0.0, 0.0, false),
+                                                     {inf, std::nextafter(100.0, 0.0), false},
+                                                     {0.0, 100.0, true},
+                                                     {0.0, inf, true},
+                                                     {0.0, nan, true},
+                                                     {nan, 0.0, true}})
+    EXPECT_EQ(driver::trial_failed(residual, normalised), failed) << residual << " " << normalised;
 }
 
 // Trials with outcomes laid down in advance, in place of real ones.

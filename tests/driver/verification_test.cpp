@@ -30,13 +30,7 @@ Operands random_operands(std::int32_t m, std::int32_t n, std::int32_t padding) {
   std::mt19937_64 random(static_cast<std::uint64_t>(m * 1000 + n));
   std::uniform_real_distribution<double> value(-1.0, 1.0);
   Operands o{m, n, m + padding, {}, {}, {}};
-  o.a.assign(static_cast<std::size_t>(o.lda) * static_cast<std::size_t>(n), 1e300);
-  for (std::int32_t j = 0; j < n; ++j) {
-    for (std::int32_t i = 0; i < m; ++i) {
-      o.a[static_cast<std::size_t>(i) + static_cast<std::size_t>(j) * static_cast<std::size_t>(o.lda)] =
-          value(random);
-    }
-  }
+  for (std::int32_t at = 0; at < o.lda * n; ++at) o.a.push_back(at % o.lda < m ? value(random) : 1e300);
   for (std::int32_t j = 0; j < n; ++j) o.x.push_back(value(random));
   for (std::int32_t i = 0; i < m; ++i) o.y.push_back(value(random));
   return o;
@@ -58,7 +52,7 @@ double matrix_norm(const Operands& o) {
 }
 
 TEST(Verification, AgreesWithExtendedPrecisionForEveryThreadCountInTheSameBits) {
-  for (const std::int32_t m : {1, 7, 8, 9, 63, 64, 65, 130, 300}) {
+  for (const std::int32_t m : {1, 7, 9, 64, 65, 300}) {
     for (const std::int32_t n : {0, 1, 2, 37}) {
       const Operands o = random_operands(m, n, m % 3);
       omp_set_num_threads(1);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string_view>
 
 #include "service/fast_memory.h"
@@ -71,28 +72,16 @@ void read_thread_settings() {
 
 // The text of a variable in a heap block of exactly its size, so that the address sanitizer sees any look
 // beside it.
-class ExactText {
- public:
-  explicit ExactText(const char* name) {
-    char buffer[4097];
-    size_ = static_cast<std::size_t>(std::max(0, read_variable(name, buffer, sizeof buffer)));
-    bytes_ = static_cast<char*>(std::malloc(size_ + 1));
-    std::memcpy(bytes_, buffer, size_ + 1);
-  }
-  ~ExactText() { std::free(bytes_); }
-  ExactText(const ExactText&) = delete;
-  ExactText& operator=(const ExactText&) = delete;
-
-  const char* c_str() const { return bytes_; }
-
- private:
-  char* bytes_;
-  std::size_t size_;
-};
+std::unique_ptr<char[]> exact_text(const char* name) {
+  char buffer[4097];
+  const auto bytes = static_cast<std::size_t>(std::max(0, read_variable(name, buffer, sizeof buffer))) + 1;
+  auto text = std::make_unique<char[]>(bytes);
+  std::memcpy(text.get(), buffer, bytes);
+  return text;
+}
 
 void read_reproducibility() {
-  const ExactText text("VEX_CBWR");
-  const vex::service::CbwrText parsed = vex::service::parse_cbwr(text.c_str());
+  const vex::service::CbwrText parsed = vex::service::parse_cbwr(exact_text("VEX_CBWR").get());
   require(parsed.branch >= 0 && parsed.branch <= 14);
   for (const int check : {0, -2, -3}) {
     const int setting = vex::service::cbwr_setting(parsed, check);
@@ -101,12 +90,12 @@ void read_reproducibility() {
 }
 
 void read_switches() {
-  const int level = vex::service::parse_enable_instructions(ExactText("VEX_ENABLE_INSTRUCTIONS").c_str());
+  const int level = vex::service::parse_enable_instructions(exact_text("VEX_ENABLE_INSTRUCTIONS").get());
   require(level >= -1);
-  const int mode = vex::service::parse_verbose_mode(ExactText("VEX_VERBOSE").c_str());
+  const int mode = vex::service::parse_verbose_mode(exact_text("VEX_VERBOSE").get());
   require(mode >= 0 && mode <= 2);
   const std::uint64_t limit =
-      vex::service::parse_fast_memory_limit(ExactText("VEX_FAST_MEMORY_LIMIT").c_str());
+      vex::service::parse_fast_memory_limit(exact_text("VEX_FAST_MEMORY_LIMIT").get());
   require(limit == vex::service::unlimited || limit % (1 << 20) == 0);
 }
 

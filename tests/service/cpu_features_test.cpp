@@ -22,19 +22,6 @@ std::string names_in(const FeatureWords& features) {
   return text;
 }
 
-TEST(CpuFeatures, AGroupMaskNamesAWrongBit) {
-  using namespace feature;
-  std::string low;
-  for (const std::uint64_t mask : {any_sse3, sse4_1, sse4_2, aes, f16c, avx, avx2_group, avx512_group,
-                                   avx512_e2_group, avx512_vnni, avx512_fp16, mpx, mpx_or_avx512dq})
-    low += names_in({mask, 0}) + "| ";
-  EXPECT_EQ(
-      low,
-      "SSE3 SSSE3 | SSE4_1 | SSE4_2 | AES | F16C | AVX | PCLMULQDQ FMA BMI LZCNT AVX2 | AVX512DQ AVX512F "
-      "AVX512BW AVX512VL | AVX512F VAES VPCLMULQDQ | AVX512_VNNI | AVX512_FP16 | MPX | AVX512DQ MPX | ");
-  EXPECT_EQ(names_in({0, high_avx_vnni | high_amx_tile}), "AVX_VNNI AMX-TILE ");
-}
-
 TEST(CpuFeatures, ACpuidBitSetsAnotherFeatureThanItsOwn) {
   using R = RecordedProcessor;
   const struct {
@@ -99,18 +86,6 @@ TEST(CpuFeatures, AFeatureIsOfferedWhoseRegistersAreNotSaved) {
     EXPECT_EQ(names_in({everything.low & ~left.low, everything.high & ~left.high}), row.lost)
         << std::hex << row.xcr0;
   }
-}
-
-TEST(CpuFeatures, ALeafAboveTheLastIsBelieved) {
-  RecordedProcessor processor{.name = "leaf 0 and 1 only", .last_leaf = 1};
-  const Processor seen = read_processor(test::play(processor));
-  EXPECT_EQ(names_in(seen.features), "GENERIC_IA32 ");  // and never an all-zero word, which reads as unfilled
-  EXPECT_EQ(seen.amx_fp16 | seen.avx512_fp16 | seen.avx512_bf16 | seen.avx_vnni, 0);
-  processor.last_leaf = 0;
-  EXPECT_EQ(names_in(read_features(test::play(processor))), "GENERIC_IA32 ");
-  processor.last_leaf = 0x20;
-  processor.last_leaf7_subleaf = 0;
-  EXPECT_EQ(read_processor(test::play(processor)).amx_fp16, 0);
 }
 
 }  // namespace

@@ -9,53 +9,35 @@
 #include <string>
 
 #include "service/memory.h"
-#include "tests/support/alone.h"
 #include "tests/support/counting_allocator.h"
+#include "tests/support/recorded_processor.h"
 
 namespace {
 
-using vex::service::CpuidResult;
 using vex::service::Platform;
 using vex::test::CountingAllocator;
 using vex::test::in_unused_memory;
 
-std::string stand_in_folder(const char* which) {
-  return std::string(BINARY_DIR "/tests/stand_in/") + which;
-}
+constexpr char stand_in_folder[] = BINARY_DIR "/tests/stand_in/usable";
 
 // A processor with such memory, whose program and library lie in no folder that holds the library looked for.
 Platform& many_core_machine() {
   Platform& table = CountingAllocator::install();
-  table.cpuid = [](std::uint32_t leaf, std::uint32_t subleaf) {
-    CpuidResult result = vex::service::real_platform.cpuid(leaf, subleaf);
-    if (leaf == 0) result.eax = std::max(result.eax, 7u);
-    if (leaf == 1) result.ecx |= 7u << 26;                             // XSAVE, OSXSAVE, AVX
-    if (leaf == 7 && subleaf == 0) result.ebx |= 1u << 16 | 7u << 26;  // AVX512F, PF, ER, CD
-    return result;
-  };
-  table.xgetbv = [](std::uint32_t) -> std::uint64_t { return 0xE7; };
+  const Platform played = vex::test::play(vex::test::recorded("AVX-512 F, CD, ER, PF alone"));
+  table.cpuid = played.cpuid;
+  table.xgetbv = played.xgetbv;
   table.libc_is_shared = [] { return true; };
   table.library_directory = table.program_directory = [](char*, std::size_t) { return false; };
   return table;
 }
 
-CpuidResult without_prefetch_and_reciprocals(std::uint32_t leaf, std::uint32_t subleaf) {
-  CpuidResult result = vex::service::real_platform.cpuid(leaf, subleaf);
-  if (leaf == 7 && subleaf == 0) result.ebx &= ~(3u << 26);
-  return result;
-}
-
-using Directory = bool (*)(char* buffer, std::size_t capacity);
-
-Directory directory_holding(const char* which) {
-  static std::string folder;
-  folder = stand_in_folder(which);
-  return [](char* buffer, std::size_t) { return std::strcpy(buffer, folder.c_str()) != nullptr; };
+bool directory_of_library(char* buffer, std::size_t) {
+  return std::strcpy(buffer, stand_in_folder) != nullptr;
 }
 
 // A variable of the stand-in that is loaded.
 int& stand_in(const char* name) {
-  void* library = dlopen((stand_in_folder("usable") + "/libmemkind.so").c_str(), RTLD_NOW | RTLD_NOLOAD);
+  void* library = dlopen((stand_in_folder + std::string("/libmemkind.so")).c_str(), RTLD_NOW | RTLD_NOLOAD);
   if (!library) std::abort();
   return *static_cast<int*>(dlsym(library, name));
 }
@@ -68,7 +50,6 @@ bool served_fast() {
 }
 
 TEST(FastMemory, UsedWhereItIsNotOrMissedWhereItIs) {
-  if (!vex::test::alone()) return;
   struct {
     bool used;
     void (*change)(Platform& machine);
@@ -78,11 +59,11 @@ TEST(FastMemory, UsedWhereItIsNotOrMissedWhereItIs) {
       {false, [](Platform& machine) { machine.libc_is_shared = [] { return false; }; }},
       {false, [](Platform& machine) { machine.allocator_is_libcs = [] { return false; }; }},
       {false, [](Platform& machine) { machine.xgetbv = [](std::uint32_t) -> std::uint64_t { return 7; }; }},
-      {false, [](Platform& machine) { machine.cpuid = without_prefetch_and_reciprocals; }}};
+      {false, [](Platform&) { vex::test::play(vex::test::recorded("AVX-512")); }}};
   for (const auto& c : cases) {
     in_unused_memory([&] {
       Platform& machine = many_core_machine();
-      machine.library_directory = directory_holding("usable");
+      machine.library_directory = directory_of_library;
       c.change(machine);
       EXPECT_EQ(served_fast(), c.used);
       if (!c.used && machine.allocator_is_libcs()) {
@@ -93,10 +74,9 @@ TEST(FastMemory, UsedWhereItIsNotOrMissedWhereItIs) {
 }
 
 TEST(FastMemory, LimitPassedOrBytesNotGivenBack) {
-  if (!vex::test::alone()) return;
   in_unused_memory([] {
     setenv("VEX_FAST_MEMORY_LIMIT", "1", 1);
-    many_core_machine().library_directory = directory_holding("usable");
+    many_core_machine().library_directory = directory_of_library;
     EXPECT_TRUE(served_fast());
     EXPECT_EQ(stand_in("stand_in_last_kind"), 2);
     constexpr std::size_t beneath = 64 + 24 + 32;  // alignment and the two headers of a plain block
@@ -123,21 +103,14 @@ TEST(FastMemory, LimitPassedOrBytesNotGivenBack) {
 
 TEST(FastMemory, LimitMisread) {
   constexpr std::uint64_t none = vex::service::unlimited;
-  const std::pair<const char*, std::uint64_t> cases[] = {{"", none},
-                                                         {"0", 0},
-                                                         {"1", 1 << 20},
-                                                         {"16384", std::uint64_t{16384} << 20},
-                                                         {"-1", none},
-                                                         {"-0", none},
-                                                         {"17592186044415", none - 0xFFFFF},
-                                                         {"17592186044416", none},
-                                                         {"99999999999999999999999", none},
-                                                         {"5x", none},
-                                                         {" 5", none},
-                                                         {"0x10", none},
-                                                         {"\x01", none}};
-  for (const auto& [text, bytes] : cases)
+  for (const auto& [text, bytes] : {std::pair<const char*, std::uint64_t>{"0", 0},
+                                    {"16384", std::uint64_t{16384} << 20},
+                                    {"17592186044415", none - 0xFFFFF},
+                                    {"17592186044416", none},
+                                    {"99999999999999999999999", none}})
     EXPECT_EQ(vex::service::parse_fast_memory_limit(text), bytes) << text;
+  for (const char* no_number : {"", "-1", "-0", "5x", " 5", "0x10", "\x01"})
+    EXPECT_EQ(vex::service::parse_fast_memory_limit(no_number), none) << no_number;
 }
 
 }  // namespace

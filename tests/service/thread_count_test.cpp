@@ -46,17 +46,8 @@ TEST(ThreadEnvironment, ANumberIsReadAsAnotherVariableReadsIt) {
     int thread_count;  // VEX_NUM_THREADS and OMP_NUM_THREADS
     int stripes;       // VEX_NUM_STRIPES
     int mpi_level;     // K_MPI_THREAD_LEVEL
-  } cases[] = {{"", -1, -1, -1},
-               {"0", -1, 0, 0},
-               {"3", 3, 3, 3},
-               {"4", 4, 4, 0},
-               {"007", 7, 7, 0},
-               {"4x", 1, -1, 0},
-               {"-1", 1, -1, 0},
-               {" 4", 1, -1, 0},
-               {"4,2", 1, -1, 0},
-               {"2147483648", INT_MAX, INT_MAX, 0},
-               {"4294967297", INT_MAX, INT_MAX, 0}};
+  } cases[] = {{"", -1, -1, -1}, {"0", -1, 0, 0},  {"3", 3, 3, 3},    {"4", 4, 4, 0},
+               {"4x", 1, -1, 0}, {"-1", 1, -1, 0}, {"4,2", 1, -1, 0}, {"4294967297", INT_MAX, INT_MAX, 0}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
     const ThreadEnvironment env = reading({{"VEX_NUM_THREADS", c.text},
@@ -69,8 +60,7 @@ TEST(ThreadEnvironment, ANumberIsReadAsAnotherVariableReadsIt) {
     EXPECT_EQ(env.mpi_thread_level, c.mpi_level);
   }
   EXPECT_EQ(reading({{"VEX_NUM_THREADS", std::string(255, '0') + "2"}}).num_threads, 2);
-  EXPECT_EQ(reading({{"VEX_NUM_THREADS", std::string(256, '0') + "2"}}).num_threads, -1)
-      << "longer than is read";
+  EXPECT_EQ(reading({{"VEX_NUM_THREADS", std::string(256, '0') + "2"}}).num_threads, -1);  // not read
 }
 
 TEST(ThreadEnvironment, ADomainListIsCutInTheWrongPlace) {
@@ -80,7 +70,6 @@ TEST(ThreadEnvironment, ADomainListIsCutInTheWrongPlace) {
   } cases[] = {
       {"  \"VEX_DOMAIN_ALL 2;VEX_DOMAIN_FFT = = 3:VEX_DOMAIN_ELEM==5' 'VEX_DOMAIN_PARDISO=6\"",
        {2, -1, 3, 5, 6}},
-      {"VEX_DOMAIN_BLAS=4x,VEX_DOMAIN_FFT=-2", {-1, 1, 1, -1, -1}},
       {"VEX_DOMAIN_BLAS=0,VEX_DOMAIN_BLAS=3,VEX_DOMAIN_BLAS=5",
        {-1, 3, -1, -1, -1}},  // the first that counts
       {"OTHER=9,VEX_DOMAIN_BLAS=2,vex_domain_fft=7,VEX_DOMAIN_BLASX=8", {-1, 2, -1, -1, -1}},
@@ -88,8 +77,6 @@ TEST(ThreadEnvironment, ADomainListIsCutInTheWrongPlace) {
       {"VEX_DOMAIN_FFT,VEX_DOMAIN_BLAS=4,VEX_DOMAIN_ALL=3", {3, -1, -1, -1, -1}},  // "," does not end a name
       {"VEX_DOMAIN_BLAS=,VEX_DOMAIN_FFT=2", {-1, -1, 2, -1, -1}},
       {"VEX_DOMAIN_BLAS=2=3,VEX_DOMAIN_FFT=99999999999", {-1, 1, INT_MAX, -1, -1}},
-      {"VEX_DOMAIN_BLAS\t=2", {-1, -1, -1, -1, -1}},
-      {",;: '\"", {-1, -1, -1, -1, -1}},
   };
   for (const auto& c : cases) {
     const ThreadEnvironment env = reading({{"VEX_DOMAIN_NUM_THREADS", c.text}});
@@ -136,21 +123,16 @@ TEST(ThreadRule, ALaterStepOverridesAnEarlierOne) {
       {"a setting, capped", -1, S{.all = 32}, 4, 16},
       {"a setting, dynamic off", -1, S{.all = 32, .dynamic = false}, 4, 32},
       {"inside a region", -1, S{.all = 8}, -4, 1},
-      {"inside a region, dynamic off", -1, S{.all = 8, .dynamic = false}, -4, 8},
       {"the domain's own", 1, S{.all = 2, .domain = 4}, 12, 4},
       {"ALL where the domain has none", 2, S{.all = 2}, 12, 2},
-      {"ALL where the domain is cleared", 2, S{.all = 2, .domain = 0}, 12, 2},
-      {"ALL asked about", 0, S{.all = 3}, 12, 3},
       {"four processes, level 0", -1, S{.processes_per_node = 4, .mpi_thread_level = 0}, 32, 1},
       {"four processes, level 1", -1, S{.processes_per_node = 4, .mpi_thread_level = 1}, 32, 4},
-      {"a smaller runtime's count", -1, S{.processes_per_node = 4, .mpi_thread_level = 3}, 2, 2},
       {"more processes than cores", -1, S{.processes_per_node = 40, .mpi_thread_level = 3}, 32, 1},
       {"four processes, dynamic off", -1, S{.dynamic = false, .processes_per_node = 4}, 32, 32},
       {"four processes, count set", -1, S{.all = 10, .processes_per_node = 4}, 32, 10},
       {"four processes, OMP_NUM_THREADS", -1, S{.omp_num_threads = 10, .processes_per_node = 4}, 10, 10},
       {"safe", -1, S{.mpi_safe = 1, .processes_per_node = 4}, 32, 16},
       {"unsafe", -1, S{.all = 8, .mpi_safe = 0}, 32, 1},
-      {"unsafe, dynamic off", -1, S{.all = 8, .dynamic = false, .mpi_safe = 0}, 32, 8},
   };
   static int maximum;
   const ThreadRuntime runtime = {[] { return int{maximum < 0}; }, [] { return std::abs(maximum); }};
@@ -224,17 +206,12 @@ TEST(ThreadCount, TheEnvironmentWinsOverASetterOrIsReadTwice) {
 
 TEST(ThreadCount, AQueryAnswersBeforeItCounts) {
   if (!vex::test::alone()) return;
-  const struct {
-    int (*ask)();
-    const char* answer;
-  } queries[] = {{vex_serv_mpi_get_ppn, "3 "},
-                 {vex_serv_get_ncpus, "1 "},
-                 {vex_serv_get_ncorespercpu, "64 "},
-                 {vex_serv_get_ht, "0 "},
-                 {vex_serv_get_nlogicalcores, "64 "}};
-  for (const auto& query : queries)
-    EXPECT_EQ(in_process({{"VEX_MPI_PPN", "3"}}, [&] { say({query.ask()}); }), query.answer);
-  EXPECT_EQ(in_process({}, [] { say({vex_serv_mpi_get_ppn()}); }), "-1 ");
+  for (const auto& [ask, answer] : {std::pair(&vex_serv_mpi_get_ppn, "3 "),
+                                    {&vex_serv_get_ncpus, "1 "},
+                                    {&vex_serv_get_ncorespercpu, "64 "},
+                                    {&vex_serv_get_ht, "0 "},
+                                    {&vex_serv_get_nlogicalcores, "64 "}})
+    EXPECT_EQ(in_process({{"VEX_MPI_PPN", "3"}}, [&, ask = ask] { say({ask()}); }), answer);
   const auto safety = [] {
     say({vex_serv_mpi_safe(2), vex_serv_get_max_threads(), vex_serv_mpi_safe(1), vex_serv_get_max_threads()});
   };

@@ -27,51 +27,45 @@ constexpr char too_long_or_empty[] = "VEX_VERBOSE WARNING: incorrect output file
 constexpr char unopenable[] = "VEX_VERBOSE WARNING: Unable to open verbose output file.\n";
 constexpr char print_to_stdout[] = "VEX_VERBOSE WARNING: unable to open output file. Print to STDOUT\n";
 
-vex::service::CallSettings plain_settings() {
-  return {1, false, 1, true, 0, 4, {4, 4, 4, 4}};
+vex::service::CallSettings plain_settings(int branch) {
+  return {branch, false, 1, true, 0, 4, {4, 4, 4, 4}};
 }
 
 }  // namespace
 
 TEST(VerboseMode, AValueThatIsNoModeTurnsTracingOn) {
-  const std::pair<const char*, int> modes[] = {{"0", 0}, {"1", 1}, {"0x1", 1}, {"0X2", 2}, {"02", 2}};
-  for (const auto& [value, mode] : modes) EXPECT_EQ(vex::service::parse_verbose_mode(value), mode) << value;
+  for (const auto& [value, mode] : {std::pair("0", 0), {"1", 1}, {"0x1", 1}, {"0X2", 2}, {"02", 2}})
+    EXPECT_EQ(vex::service::parse_verbose_mode(value), mode) << value;
   for (const char* none : {"3", "-1", "0x3", "1a", "1 ", "\"1\"", "0x", "08", " ", "\t", "\x01", "4294967297",
                            "1\xff", "99999999999999999999999", "-18446744073709551615"})
     EXPECT_EQ(vex::service::parse_verbose_mode(none), 0) << none;
 
-  const std::pair<std::string, int> from_environment[] = {
-      {"", 0}, {"2", 2}, {std::string(127, '0') + "1", 1}, {std::string(128, '0') + "1", 0}};
-  for (const auto& [value, mode] : from_environment) {
-    const auto result = in_fresh_process([&value = value] {
-      setenv("VEX_VERBOSE", value.c_str(), 1);
+  for (const int zeros : {127, 128}) {  // the longer one is not read
+    const auto result = in_fresh_process([zeros] {
+      setenv("VEX_VERBOSE", (std::string(static_cast<std::size_t>(zeros), '0') + "1").c_str(), 1);
       std::printf("%d", *vex_serv_verbose_mode());
     });
-    EXPECT_EQ(result.output, std::to_string(mode)) << value.size() << " characters";
+    EXPECT_EQ(result.output, zeros == 127 ? "1" : "0");
   }
 }
 
 TEST(VerboseText, ADurationOrASettingReadsDifferently) {
-  const std::pair<double, const char*> durations[] = {
-      {-1.0, "0.00s"},     {1.5, "1.50s"},   {1.0, "1000.00ms"}, {2e-3, "2.00ms"},
-      {1e-3, "1000.00us"}, {1e-6, "1000ns"}, {1.5e-6, "1.50us"}, {4e-10, "0ns"}};
-  for (const auto& [seconds, shown] : durations)
-    EXPECT_STREQ(vex::service::call_information(seconds, plain_settings()).text(),
-                 (std::string(shown) + " CNR:OFF Dyn:1 FastMM:1 TID:0  NThr:4").c_str());
-
-  const std::pair<int, const char*> named[] = {
-      {1, "OFF"}, {2, "AUTO"},  {3, "COMPATIBLE"}, {4, "SSE2"}, {6, "SSSE3"}, {7, "SSE4_1"},    {8, "SSE4_2"},
-      {9, "AVX"}, {10, "AVX2"}, {12, "AVX512"},    {0, "?0"},   {14, "?e"},   {0xffff, "?ffff"}};
-  for (const auto& [branch, name] : named) {
-    auto settings = plain_settings();
-    settings.branch = branch;
-    EXPECT_EQ(vex::service::call_information(2.0, settings).text(),
-              std::string("2.00s CNR:") + name + " Dyn:1 FastMM:1 TID:0  NThr:4");
-  }
-
-  const vex::service::CallSettings others = {10, true, 0, false, 12, 8, {2, 8, 16, 1}};
-  EXPECT_STREQ(vex::service::call_information(2.0, others).text(),
-               "2.00s CNR:AVX2,STRICT Dyn:0 FastMM:0 TID:12 NThr:8,BLAS:2,ELEM:16,PARDISO:1");
+  const struct {
+    double seconds;
+    vex::service::CallSettings settings;
+    const char* shown;
+  } cases[] = {{-1.0, plain_settings(1), "0.00s CNR:OFF Dyn:1 FastMM:1 TID:0  NThr:4"},
+               {1.5, plain_settings(2), "1.50s CNR:AUTO Dyn:1 FastMM:1 TID:0  NThr:4"},
+               {1.0, plain_settings(3), "1000.00ms CNR:COMPATIBLE Dyn:1 FastMM:1 TID:0  NThr:4"},
+               {1e-3, plain_settings(4), "1000.00us CNR:SSE2 Dyn:1 FastMM:1 TID:0  NThr:4"},
+               {1e-6, plain_settings(7), "1000ns CNR:SSE4_1 Dyn:1 FastMM:1 TID:0  NThr:4"},
+               {1.5e-6, plain_settings(12), "1.50us CNR:AVX512 Dyn:1 FastMM:1 TID:0  NThr:4"},
+               {4e-10, plain_settings(14), "0ns CNR:?e Dyn:1 FastMM:1 TID:0  NThr:4"},
+               {2.0,
+                {10, true, 0, false, 12, 8, {2, 8, 16, 1}},
+                "2.00s CNR:AVX2,STRICT Dyn:0 FastMM:0 TID:12 NThr:8,BLAS:2,ELEM:16,PARDISO:1"}};
+  for (const auto& c : cases)
+    EXPECT_STREQ(vex::service::call_information(c.seconds, c.settings).text(), c.shown);
   const vex::service::CallSettings wide = {-1,          true,        -1234567890, true,
                                            -1234567890, -1234567890, {1, 1, 1, 1}};
   EXPECT_EQ(vex::service::call_information(1e308, wide).length(), 399u);
@@ -90,8 +84,6 @@ TEST(VerboseText, TheHeaderNamesAnotherVersionOrInterface) {
                      "architecture any processors, Lnx 2.10GHz") +
          name + " korva_thread")
             .c_str());
-  version.update = 0;
-  EXPECT_EQ(std::string(vex::service::header_text(1, version, 1.0).text()).find("Update"), std::string::npos);
   const std::string endless(2000, 'x');
   version.processor = endless.c_str();
   EXPECT_EQ(vex::service::header_text(1, version, 1.0).length(), 399u);
@@ -102,20 +94,15 @@ TEST(Version, AStringIsCutOrPaddedInTheWrongPlace) {
       "Korva(R) Aptum VEX Library Version 2024.2.1-Product Build 20240722 for Korva(R) 64 architecture "
       "applications";
   const int whole = static_cast<int>(text.size());
-  for (int length : {-1, 0, 1, 2, whole - 1, whole, whole + 1, whole + 2, 600}) {
+  for (int length : {-1, 0, 1, whole, whole + 1, 600}) {
     const std::size_t width = static_cast<std::size_t>(std::max(length, 0));
-    std::string fixed(700, '#'), terminated(700, '#');
+    std::string fixed(700, '#'), terminated = fixed, padded = text, expected = fixed;
     vex_serv_get_version_string(fixed.data(), length);
     vex_serv_get_version_string_c(terminated.data(), length);
-    std::string padded = text;
     padded.resize(width, ' ');
     EXPECT_EQ(fixed, padded + std::string(700 - width, '#')) << length;
-    std::string expected(700, '#');
-    if (length > 0) {
-      const std::string shown = text.substr(0, width - 1) + '\0';
-      expected.replace(0, shown.size(), shown);
-    }
-    EXPECT_EQ(terminated, expected) << length;
+    const std::string shown = length > 0 ? text.substr(0, width - 1) + '\0' : "";
+    EXPECT_EQ(terminated, expected.replace(0, shown.size(), shown)) << length;
   }
 }
 
@@ -155,27 +142,22 @@ TEST(TraceFile, LinesOfThreadsThatTraceAtOnceMixOrGetLost) {
 TEST(TraceFile, AFileThatCannotBeWrittenLosesTheTraceOrGoesUnreported) {
   const ScratchDirectory scratch;
   const std::string& directory = scratch.path();
-  std::filesystem::create_directory(directory + "/sub");
-  const struct {
-    std::string name;
-    const char* warning;
-  } names[] = {{"", ""},
-               {directory, unopenable},
-               {directory + "/none/trace", unopenable},
-               {std::string(4095, 'x'), unopenable},
-               {std::string(4096, 'x'), too_long_or_empty}};
+  const std::pair<std::string, const char*> names[] = {{directory, unopenable},
+                                                       {directory + "/none/trace", unopenable},
+                                                       {std::string(4095, 'x'), unopenable},
+                                                       {std::string(4096, 'x'), too_long_or_empty}};
   for (const auto& [name, warning] : names) {
     const auto result = in_fresh_process([&name = name] {
       setenv("VEX_VERBOSE_OUTPUT_FILE", name.c_str(), 1);
       vex_serv_print_verbose_info(1, "CALL()", 0.5);
-      vex_serv_print_verbose_info(1, "CALL()", 0.5);
     });
     EXPECT_EQ(result.errors, warning) << name.size();
-    EXPECT_EQ(lines_of(result.output).size(), 3u) << name.size();
+    EXPECT_EQ(lines_of(result.output).size(), 2u) << name.size();
   }
 
   // A directory that vanishes after the name was taken: every line warns and falls back.
   const auto vanished = in_fresh_process([&] {
+    std::filesystem::create_directory(directory + "/sub");
     if (vex_serv_verbose_output_file((directory + "/sub/trace").c_str()) != 0) std::abort();
     std::filesystem::remove_all(directory + "/sub");
     vex_serv_print_verbose_info(1, "CALL()", 0.5);
@@ -192,16 +174,12 @@ TEST(TraceFile, ANameSetByTheProgramLosesAgainstTheEnvironmentOrItsFailureKeepsT
     setenv("VEX_VERBOSE_OUTPUT_FILE", environment.c_str(), 1);
     std::printf("%d", vex_serv_verbose_output_file(chosen.c_str()));
     vex_serv_print_verbose_info(0, "FIRST()", 0.5);
-    std::printf("%d", vex_serv_verbose_output_file(vex_serv_verbose_output_file_mode()));
+    for (const char* name : {static_cast<const char*>(nullptr), directory.c_str()})
+      std::printf("%d", vex_serv_verbose_output_file(name));
     vex_serv_print_verbose_info(0, "SECOND()", 0.5);
-    std::printf("%d", vex_serv_verbose_output_file(nullptr));
-    std::printf("%d",
-                vex_serv_verbose_output_file("") + static_cast<int>(vex_serv_verbose_output_file_mode()[0]));
-    std::printf("%d\n", vex_serv_verbose_output_file(directory.c_str()));
-    vex_serv_print_verbose_info(0, "THIRD()", 0.5);
   });
-  EXPECT_EQ(lines_of(vex::test::read_file(chosen)).size(), 3u);  // the header and two calls
+  EXPECT_EQ(lines_of(vex::test::read_file(chosen)).size(), 2u);  // the header and a call
   EXPECT_FALSE(std::filesystem::exists(environment));
-  EXPECT_EQ(result.output.substr(0, 26), "00111\nVEX_VERBOSE THIRD() ");
-  EXPECT_EQ(result.errors, std::string(too_long_or_empty) + too_long_or_empty + unopenable);
+  EXPECT_EQ(result.output.substr(0, 25), "011VEX_VERBOSE SECOND() 5");
+  EXPECT_EQ(result.errors, std::string(too_long_or_empty) + unopenable);
 }

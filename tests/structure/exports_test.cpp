@@ -1,10 +1,8 @@
 // The public face: libvex.so exports what the header declares and what the version script lists, neither more
 // nor less, and a C program gets along with the header and the library alone.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <iterator>
 #include <regex>
@@ -32,7 +30,7 @@
 
 namespace {
 
-using vex::test::read_file;
+using namespace vex::test;
 using Names = std::set<std::string>;
 
 Names all_matches(const std::string& text, const std::string& expression) {
@@ -64,19 +62,8 @@ Names difference(const Names& a, const Names& b) {
   return names;
 }
 
-struct Outcome {
-  int status;
-  std::string output;
-};
-
-Outcome run(const std::string& command) {
-  Outcome outcome{-1, ""};
-  std::FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-  if (pipe == nullptr) return outcome;
-  for (int c; (c = std::fgetc(pipe)) != EOF;) outcome.output.push_back(static_cast<char>(c));
-  const int status = pclose(pipe);
-  outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  return outcome;
+ProgramResult run(const std::string& command) {
+  return run_program({.program = "/bin/sh", .arguments = {"-c", command + " 2>&1"}});
 }
 
 std::string quoted(const std::string& text) {
@@ -88,7 +75,7 @@ std::string quoted(const std::string& text) {
 #ifdef VEX_SHARED_LIBRARY
 
 TEST(Exports, ANameIsMissingOrEscapes) {
-  const Outcome symbols = run("nm -D --defined-only " + quoted(VEX_SHARED_LIBRARY));
+  const ProgramResult symbols = run("nm -D --defined-only " + quoted(VEX_SHARED_LIBRARY));
   ASSERT_EQ(symbols.status, 0) << symbols.output;
   const Names exported = all_matches(symbols.output, " [A-Z] (\\w+)");
   const std::string map =
@@ -101,7 +88,7 @@ TEST(Exports, ANameIsMissingOrEscapes) {
 }
 
 TEST(Exports, ACProgramDoesNotBuildOrGetsWrongAnswers) {
-  const vex::test::ScratchDirectory directory;
+  const ScratchDirectory directory;
   const std::string program = directory.path() + "/program",
                     source = SOURCE_DIR "/tests/structure/public_header.c";
   const std::string folder = std::filesystem::path(VEX_SHARED_LIBRARY).parent_path();
@@ -109,10 +96,10 @@ TEST(Exports, ACProgramDoesNotBuildOrGetsWrongAnswers) {
                         quoted(SOURCE_DIR "/include") + " -x c -std=c11 " + quoted(source);
   const std::string sanitize = SANITIZE;
   if (!sanitize.empty()) compile += " -fsanitize=" + sanitize;
-  const Outcome built = run(compile + " -x none -o " + program + " -L" + quoted(folder) +
-                            " -lvex -Wl,-rpath," + quoted(folder));
+  const ProgramResult built = run(compile + " -x none -o " + program + " -L" + quoted(folder) +
+                                  " -lvex -Wl,-rpath," + quoted(folder));
   ASSERT_EQ(built.status, 0) << built.output;
-  const Outcome result = run(program);
+  const ProgramResult result = run(program);
   EXPECT_EQ(result.status, 0) << result.output;
   EXPECT_EQ(result.output, "");
 }
@@ -120,8 +107,8 @@ TEST(Exports, ACProgramDoesNotBuildOrGetsWrongAnswers) {
 #endif
 
 TEST(Exports, TheHeaderIsNotCpp) {
-  const Outcome checked = run("echo '#include \"vex.h\"' | " + quoted(COMPILER) +
-                              " -std=c++11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I" +
-                              quoted(SOURCE_DIR "/include") + " -x c++ -");
+  const ProgramResult checked = run("echo '#include \"vex.h\"' | " + quoted(COMPILER) +
+                                    " -std=c++11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I" +
+                                    quoted(SOURCE_DIR "/include") + " -x c++ -");
   EXPECT_EQ(checked.status, 0) << checked.output;
 }

@@ -4,10 +4,12 @@
 // path.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "tests/support/run_program.h"
+#include "tests/support/text.h"
 
 namespace {
 
@@ -18,10 +20,9 @@ struct Symbol {
 
 std::vector<Symbol> symbols_of(const std::string& archive) {
   std::vector<Symbol> symbols;
-  std::FILE* const pipe = popen(("nm -A --defined-only " + archive + " 2>/dev/null").c_str(), "r");
-  char line[4096];
-  while (pipe && std::fgets(line, sizeof line, pipe)) {  // archive:member:address type name
-    const std::string text = line;
+  const vex::test::ProgramResult listed = vex::test::run_program(
+      {.program = "/usr/bin/env", .arguments = {"nm", "-A", "--defined-only", archive}});
+  for (const std::string& text : vex::test::lines_of(listed.output)) {  // archive:member:address type name
     const std::size_t first = text.find(':'), second = text.find(':', first + 1);
     if (second == std::string::npos) continue;
     std::istringstream rest(text.substr(second + 1));
@@ -29,7 +30,6 @@ std::vector<Symbol> symbols_of(const std::string& archive) {
     if (rest >> address >> type >> name)
       symbols.push_back({text.substr(first + 1, second - first - 1), name, type[0]});
   }
-  if (pipe) pclose(pipe);
   return symbols;
 }
 

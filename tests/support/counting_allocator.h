@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "service/platform.h"
+#include "tests/support/alone.h"
 #include "tests/support/fresh_process.h"
 
 namespace vex::test {
@@ -42,9 +43,10 @@ struct CountingAllocator {
   }
 };
 
-// Runs a test's body, expectations and all, in a process whose memory rooms nobody has used; for tests that
-// run alone. Returns what it printed.
+// Runs a test's body, expectations and all, in a process whose memory rooms nobody has used, and returns what
+// it printed: nothing where the test does not run alone, for then it is run again as a whole.
 inline std::string in_unused_memory(const std::function<void()>& body) {
+  if (!alone()) return {};
   const ProcessResult result = in_fresh_process([&] {
     CountingAllocator::install();
     body();

@@ -12,6 +12,8 @@
 #include <functional>
 #include <string>
 
+#include "tests/support/text.h"
+
 namespace vex::test {
 
 struct ProcessResult {
@@ -38,12 +40,8 @@ inline ProcessResult in_fresh_process(const std::function<void()>& body) {
   waitpid(child, &status, 0);
   ProcessResult result;
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  std::string* texts[2] = {&result.output, &result.errors};
-  for (int i = 0; i < 2; ++i) {
-    std::rewind(captured[i]);
-    for (int c; (c = std::fgetc(captured[i])) != EOF;) texts[i]->push_back(static_cast<char>(c));
-    std::fclose(captured[i]);
-  }
+  result.output = contents_of(captured[0]);
+  result.errors = contents_of(captured[1]);
   return result;
 }
 

@@ -14,6 +14,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/text.h"
+
 namespace vex::test {
 namespace {
 
@@ -52,14 +54,6 @@ int wait_for(pid_t child) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-std::string contents(std::FILE* file) {
-  std::string text;
-  std::rewind(file);
-  for (int c; (c = std::fgetc(file)) != EOF;) text.push_back(static_cast<char>(c));
-  std::fclose(file);
-  return text;
-}
-
 // Reads what the terminal's other end has written until it ends with `prompt`; false when the program has
 // gone.
 bool read_until(int terminal, const std::string& prompt, std::string& text) {
@@ -75,8 +69,7 @@ bool read_until(int terminal, const std::string& prompt, std::string& text) {
 }  // namespace
 
 ProgramResult run_program(const ProgramRun& run) {
-  std::FILE *input = std::tmpfile(), *output = std::tmpfile(), *errors = std::tmpfile();
-  std::fwrite(run.input.data(), 1, run.input.size(), input);
+  std::FILE *input = stream_of(run.input), *output = std::tmpfile(), *errors = std::tmpfile();
   std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) {
@@ -89,8 +82,8 @@ ProgramResult run_program(const ProgramRun& run) {
   ProgramResult result;
   result.status = wait_for(child);
   std::fclose(input);
-  result.output = contents(output);
-  result.errors = contents(errors);
+  result.output = contents_of(output);
+  result.errors = contents_of(errors);
   return result;
 }
 
@@ -116,8 +109,8 @@ ProgramResult run_at_terminal(const ProgramRun& run, const std::vector<Exchange>
   read_until(terminal, "", result.output);
   result.status = wait_for(child);
   close(terminal);
-  result.output += contents(output);
-  result.errors = contents(errors);
+  result.output += contents_of(output);
+  result.errors = contents_of(errors);
   return result;
 }
 

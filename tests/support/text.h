@@ -16,6 +16,15 @@ inline std::FILE* stream_of(const std::string& text) {
   return file;
 }
 
+// All that was written to the file, which is closed.
+inline std::string contents_of(std::FILE* file) {
+  std::string text;
+  std::rewind(file);
+  for (int c; (c = std::fgetc(file)) != EOF;) text.push_back(static_cast<char>(c));
+  std::fclose(file);
+  return text;
+}
+
 inline std::vector<std::string> lines_of(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);
