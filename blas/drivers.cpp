@@ -209,7 +209,7 @@ vex_int describe_packed_a(const PathEngine& path, PackedDescriptor* packed, vex_
   path.initialize_buffers(&buffers, &strategy, m, 1, k);
   *packed = buffers.a;
   packed->extent = m;
-  return (packed_slice(*packed, (k + packed->kc - 1) / packed->kc) - packed_slice(*packed, 0));
+  return (k + packed->kc - 1) / packed->kc * packed_slice_size(*packed);
 }
 
 void pack_whole_a(const PathEngine& path, const PackedDescriptor& packed, const MatrixDescriptor& a,

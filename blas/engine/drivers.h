@@ -46,9 +46,12 @@ void pack_whole_a(const PathEngine& path, const PackedDescriptor& packed, const 
 // The same packed operand from row `first` on, a multiple of packed.width, for a product of those rows alone.
 PackedDescriptor packed_rows(const PackedDescriptor& packed, vex_int first);
 
-// Start of slice number `slice` in the packed operand.
+// Doubles in one slice of the packed operand, and where slice number `slice` starts.
+[[gnu::always_inline]] inline vex_int packed_slice_size(const PackedDescriptor& packed) {
+  return packed.panel_size * ((packed.extent + packed.width - 1) / packed.width);
+}
 [[gnu::always_inline]] inline double* packed_slice(const PackedDescriptor& packed, vex_int slice) {
-  return packed.base + slice * packed.panel_size * ((packed.extent + packed.width - 1) / packed.width);
+  return packed.base + slice * packed_slice_size(packed);
 }
 
 }  // namespace vex::blas::engine

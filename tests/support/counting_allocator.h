@@ -19,7 +19,9 @@ struct CountingAllocator {
   inline static std::atomic<long> advised{0};
 
   static void* obtain(std::size_t bytes) {
-    if (failing > 0 && --failing == 0) return nullptr;
+    long left = failing;  // threads may count down at once
+    while (left > 0 && !failing.compare_exchange_weak(left, left - 1)) continue;
+    if (left == 1) return nullptr;
     if (bytes >> 40 != 0) return nullptr;  // where a sanitizer would rather end the process
     ++obtained;
     return std::malloc(bytes);
