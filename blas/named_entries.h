@@ -30,6 +30,11 @@ vex::blas::DscalFunction vex_blas_xdscal;
 vex::blas::DswapFunction vex_blas_xdswap;
 vex::blas::DdotFunction vex_blas_xddot;
 
+// The rank-one update by *threads threads, each with its own columns of A; by the calling one when that is 1.
+void vex_blas_dger_omp(const vex_int* m, const vex_int* n, const double* alpha, const double* x,
+                       const vex_int* incx, const double* y, const vex_int* incy, double* a,
+                       const vex_int* lda, const int* threads);
+
 // Checks nothing. The path's own way to share a product among *threads threads: 1 when it has done it, 0 when
 // it has none.
 vex::blas::DgemmParallelFunction vex_blas_xdgemm_par;

@@ -127,21 +127,9 @@ int ger_threads(vex_int n, int maximum) {
 }
 
 void ger(double alpha, const double* x, vex_int incx, const double* y, vex_int incy, MatrixView a) {
-  const vex_int m = a.rows, n = a.cols;
-  if (n <= 0) return;
-  const auto routine = path_xdger.get();
-  const int parts = ger_threads(n, n <= 127 ? 1 : threads_allowed());
-  if (parts < 2) {
-    routine(&m, &n, &alpha, x, &incx, y, &incy, a.data, &a.ld);
-    return;
-  }
-#pragma omp parallel num_threads(parts)
-  for (int p = omp_get_thread_num(); p < parts; p += omp_get_num_threads()) {
-    vex_int length;
-    const vex_int start = share(p, parts, n, &length);
-    const double* const values = y + (incy < 0 ? -(n - start - length) * incy : start * incy);
-    routine(&m, &length, &alpha, x, &incx, values, &incy, a.col(start), &a.ld);
-  }
+  if (a.cols <= 0) return;
+  const int threads = ger_threads(a.cols, a.cols <= 127 ? 1 : threads_allowed());
+  vex_blas_dger_omp(&a.rows, &a.cols, &alpha, x, &incx, y, &incy, a.data, &a.ld, &threads);
 }
 
 void scal(vex_int n, double alpha, double* x, vex_int incx) {
@@ -190,6 +178,19 @@ double vex_blas_xddot(const vex_int* n, const double* x, const vex_int* incx, co
 void vex_blas_dger(const vex_int* m, const vex_int* n, const double* alpha, const double* x,
                    const vex_int* incx, const double* y, const vex_int* incy, double* a, const vex_int* lda) {
   blas::ger(*alpha, x, *incx, y, *incy, {a, *m, *n, *lda});
+}
+void vex_blas_dger_omp(const vex_int* m, const vex_int* n, const double* alpha, const double* x,
+                       const vex_int* incx, const double* y, const vex_int* incy, double* a,
+                       const vex_int* lda, const int* threads) {
+  if (*threads < 2) return vex_blas_xdger(m, n, alpha, x, incx, y, incy, a, lda);
+  const auto routine = blas::path_xdger.get();
+#pragma omp parallel num_threads(*threads)
+  for (int p = omp_get_thread_num(); p < *threads; p += omp_get_num_threads()) {
+    vex_int length;
+    const vex_int start = blas::share(p, *threads, *n, &length);
+    const double* const values = y + (*incy < 0 ? -(*n - start - length) * *incy : start * *incy);
+    routine(m, &length, alpha, x, incx, values, incy, a + start * *lda, lda);
+  }
 }
 void vex_blas_xdger(const vex_int* m, const vex_int* n, const double* alpha, const double* x,
                     const vex_int* incx, const double* y, const vex_int* incy, double* a,
