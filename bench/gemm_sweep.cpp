@@ -1,6 +1,7 @@
 // Looks for cliffs: the multiply C := C - op(A) op(B) on one thread for every size from 1 to 64 in four
 // families of shapes and all transpositions, beside the same call of another library. Writes one line for
-// each point (gemm_sweep.gnuplot draws them), then the worst ratio of every family, to standard error.
+// each point (gemm_sweep.gnuplot draws them), with the percentage of the peak measured beside it, then the
+// worst ratio of every family, to standard error.
 //   gemm_sweep PEER-FILE [PATH] > points
 #include <omp.h>
 
@@ -53,10 +54,11 @@ int main(int argc, char** argv) {
              b = vex::bench::random_block(long_side * long_side),
              c = vex::bench::random_block(long_side * long_side);
   const double alpha = -1, beta = 1;
-  std::puts("# family letters size m n k GFlops peer-GFlops ratio");
+  std::puts("# family letters size m n k GFlops peer-GFlops ratio percent-of-peak");
   for (const Family& family : families)
     for (const char* letters : {"NN", "NT", "TN", "TT"}) {
       Worst worst;
+      const double peak = vex::bench::multiply_add_peak(path.peak, 1);
       for (int size = 1; size <= largest; ++size) {
         const int m = family.m ? family.m : size, n = family.n ? family.n : size,
                   k = family.k ? family.k : size;
@@ -74,8 +76,8 @@ int main(int argc, char** argv) {
                                         &ldb, &beta, c.get(), &m, 1, 1);
                             }));
         }
-        std::printf("%s %s %d %d %d %d %.3f %.3f %.3f\n", family.name, letters, size, m, n, k,
-                    flops / ours * 1e-9, flops / theirs * 1e-9, theirs / ours);
+        std::printf("%s %s %d %d %d %d %.3f %.3f %.3f %.1f\n", family.name, letters, size, m, n, k,
+                    flops / ours * 1e-9, flops / theirs * 1e-9, theirs / ours, flops / ours * 1e-7 / peak);
         if (theirs / ours < worst.ratio) worst = {theirs / ours, m, n, k};
       }
       std::fprintf(stderr, "%-8s %s  worst ratio %.2f at %d x %d x %d\n", family.name, letters, worst.ratio,
