@@ -18,17 +18,17 @@ struct Constants {
                                                  .nc_cap = 192,
                                                  .nc_cap_shallow = 24};
   static constexpr vex_int chunk_elements = 65536;  // of A, half a megabyte of the second cache
-  // Tiles of products that are not packed: vectors high, columns wide. Three vectors one below the other share
-  // the values of B; four are cut in two pairs, since one alone would starve.
+  // Tiles of products that are not packed: vectors high, columns wide. Three vectors one below the other
+  // share the values of B; four are cut in two pairs, since one alone would starve.
   static constexpr int nocopy_tallest = 3;
   static constexpr int nocopy_widest(int) { return 8; }
   static constexpr vex_int nocopy_height(vex_int vectors) {
     return vectors == 4 ? 2 : vectors > 3 ? 3 : vectors;
   }
   // The tall tiles that 32 registers hold stay ahead of packing up to 256, by 2 %; at 100 it is 3 to 17 %,
-  // for depths to 16 from 64 on nothing. Narrow: 1000 x 24 would gain 16 to 21 % in place, or nothing when A is
-  // transposed, but 50000 x 16 x 16, whose A comes from beyond the second cache, runs at a third of the packed
-  // rate.
+  // for depths to 16 from 64 on nothing. Narrow: 1000 x 24 would gain 16 to 21 % in place, or nothing when A
+  // is transposed, but 50000 x 16 x 16, whose A comes from beyond the second cache, runs at a third of the
+  // packed rate.
   static constexpr engine::InPlaceLimits in_place{
       .side = 160, .turned_side = 160, .shallow_depth = 31, .shallow_side = 64, .tall = 11, .wide = 24};
   static constexpr vex_int solve_block = 192;  // order of the diagonal blocks of a triangular solve
