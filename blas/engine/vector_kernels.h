@@ -128,6 +128,9 @@ void scale_vector(vex_int n, double alpha, double* x, vex_int incx) {
   vex_int i = 0;
   if (incx == 1) {
     const typename P::Vector factor = P::splat(alpha);
+    // The loop's own steps were the bound in the first caches: 60 % of their rate without the unrolling. A
+    // swap, with two stores a step, gains nothing from it.
+#pragma GCC unroll 4
     for (; i + w <= n; i += w) P::store(x + i, P::multiply(P::load(x + i), factor));
   }
   for (; i < n; ++i) x[i * incx] *= alpha;
