@@ -1,6 +1,7 @@
 // The routines of this path on vectors, and on a matrix and a vector.
 #include "blas/avx512/path.h"
 #include "blas/engine/matrix_vector.h"
+#include "blas/engine/solve_vector.h"
 #include "blas/paths.h"
 
 using vex::blas::avx512::Path;

@@ -3,6 +3,7 @@
 #include "blas/cnr_def/path.h"
 #include "blas/engine/matrix_vector.h"
 #include "blas/engine/solve.h"
+#include "blas/engine/solve_vector.h"
 #include "blas/paths.h"
 
 using vex::blas::cnr_def::Path;

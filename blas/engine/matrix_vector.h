@@ -1,5 +1,5 @@
-// Products of a matrix and a vector of one path, the rank-1 update, and the triangular solve with one
-// right-hand side. Strided vectors pass through a contiguous piece on the stack.
+// Products of a matrix and a vector of one path, and the rank-1 update. Strided vectors pass through a
+// contiguous piece on the stack.
 #pragma once
 
 #include "blas/engine/multiply.h"
@@ -151,41 +151,6 @@ void rank_one_update(vex_int m, vex_int n, double alpha, const double* x, vex_in
       const double value = alpha * y[j * incy];
       add_columns<P, 1>(rows, source, 0, &value, a + i + j * lda);
     }
-  }
-}
-
-// op(A) x = b, x over b. Short diagonal blocks one column (or row) at a time, products for the rest.
-template <typename P>
-void solve_vector(bool lower, bool transposed, bool unit, vex_int n, const double* a, vex_int lda, double* x,
-                  vex_int incx) {
-  constexpr vex_int block = 32;
-  if (n <= 0) return;
-  x += first_element(n, incx);
-  const bool forward = lower != transposed;
-  for (vex_int done = 0; done < n; done += block) {
-    const vex_int order = smaller(block, n - done);
-    const vex_int first = forward ? done : n - done - order;  // of this diagonal block
-    for (vex_int s = 0; s < order; ++s) {
-      const vex_int i = first + (forward ? s : order - 1 - s);
-      const vex_int from = forward ? first : i + 1, count = forward ? i - first : first + order - 1 - i;
-      double value = x[i * incx];
-      for (vex_int j = from; j < from + count; ++j)
-        value -= (transposed ? a[j + i * lda] : a[i + j * lda]) * x[j * incx];
-      x[i * incx] = unit ? value : value / a[i + i * lda];
-    }
-    const vex_int rest = n - done - order, rest_first = forward ? first + order : 0;
-    if (rest == 0) break;
-    const double* const solved = x + first * incx;
-    double* const target = x + rest_first * incx;
-    // Increments are walked as they are here; a negative one is turned to the start the product expects.
-    const double* const source_start = incx < 0 ? solved + (order - 1) * incx : solved;
-    double* const target_start = incx < 0 ? target + (rest - 1) * incx : target;
-    if (transposed)
-      multiply_vector_transposed<P>(order, rest, -1, a + first + rest_first * lda, lda, source_start, incx, 1,
-                                    target_start, incx);
-    else
-      multiply_vector_plain<P>(rest, order, -1, a + rest_first + first * lda, lda, source_start, incx, 1,
-                               target_start, incx);
   }
 }
 

@@ -2,6 +2,7 @@
 // and block sizes.
 #include "blas/engine/matrix_vector.h"
 #include "blas/engine/solve.h"
+#include "blas/engine/solve_vector.h"
 #include "blas/mc3/path.h"
 #include "blas/paths.h"
 
