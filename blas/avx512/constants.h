@@ -31,6 +31,16 @@ struct Constants {
   // packed rate.
   static constexpr engine::InPlaceLimits in_place{
       .side = 160, .turned_side = 160, .shallow_depth = 31, .shallow_side = 64, .tall = 11, .wide = 24};
+  // Against packing and tiles without prefetching, m 200 to 4000: up to 96 columns 0 to 40 % ahead for all
+  // depths, 35 % at 12 columns; 20000 x 24 x 24 25 %, 100000 x 8 x 16 four times as fast. Not tried beyond.
+  static constexpr engine::StreamedLimits streamed{.rows = 192,
+                                                   .depth = 128,
+                                                   .columns = 192,
+                                                   .aliased_columns = 192,
+                                                   .shallow_depth = 12,
+                                                   .shallow_columns = 24,
+                                                   .few_columns = 2,
+                                                   .few_columns_depth = 64};
   static constexpr vex_int solve_block = 192;  // order of the diagonal blocks of a triangular solve
 };
 

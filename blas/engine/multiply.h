@@ -5,6 +5,7 @@
 #include "blas/engine/drivers.h"
 #include "blas/engine/in_place.h"
 #include "blas/engine/scale.h"
+#include "blas/engine/streamed.h"
 
 namespace vex::blas::engine {
 
@@ -31,6 +32,9 @@ void multiply(const char* trans_a, const char* trans_b, vex_int m, vex_int n, ve
   };
   if (m <= 0 || n <= 0) return;
   if (alpha == 0 || k <= 0) return scale_block<P>(m, n, beta, c, ldc);
+  if constexpr (requires { P::streamed; })
+    if (is(trans_a, 'N') && suits_streaming<P>(m, n, k, lda, ldc))
+      return multiply_streamed<P>(!is(trans_b, 'N'), m, n, k, alpha, a, lda, b, ldb, beta, c, ldc);
   const bool in_place = suits_in_place<P>(m, n, k, !is(trans_a, 'N'));
   if (in_place && (own || m * n * k < worth_records))
     return drive_in_place<P>(!is(trans_a, 'N'), !is(trans_b, 'N'), m, n, k, alpha, a, lda, b, ldb, beta, c,

@@ -57,6 +57,15 @@ void initialize_strategy(StrategyRecord* s) {
   *s = {copy_unset, c.mr, c.nr, c.ku, 0, 0, 0, 0, 4, check_strategy<P>};
 }
 
+// Which products are streamed (streamed.h): rows from how many on, depth and columns up to where. A shallow
+// product of many columns is all C, which packed tiles fetch better. Columns a multiple of a page apart share
+// lines of the first cache.
+struct StreamedLimits {
+  vex_int rows, depth, columns, aliased_columns;
+  vex_int shallow_depth, shallow_columns;  // the columns for k up to shallow_depth
+  vex_int few_columns, few_columns_depth;  // the depth for n up to few_columns
+};
+
 template <typename P>
 [[gnu::always_inline]] constexpr vex_int depth_slice(vex_int k, vex_int ku, vex_int halving_excess) {
   return depth_slice(P::blocks, k, ku, halving_excess);
