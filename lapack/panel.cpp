@@ -43,11 +43,11 @@ struct InternalKernels {
 constexpr vex_int least_wide_ratio = 2;
 
 // Orders up to which a matrix is not blocked at all: the strips of the unblocked form multiply and solve in
-// place, which blocks of any width do not outdo before the second cache is full. Gains of cycles by order,
-// AVX-512: 56 14 %, 100 8, 128 13, 200 10, 250 8; AVX2, whose strips are half as wide: 56 9, 64 8, 100 0, 150
-// -13.
+// place, which blocks of any width do not outdo before the second cache is full. Percent of cycles gained by
+// order, AVX-512: 56 14, 100 8, 128 13, 200 10, 300 8, 400 6, 500 -4; AVX2, whose strips are half as wide: 56
+// 9, 64 8, 100 0, 150 -13.
 vex_int largest_unblocked(int code_path) {
-  return code_path >= 6 ? 256 : code_path == 5 ? 80 : 0;
+  return code_path >= 6 ? 360 : code_path == 5 ? 80 : 0;
 }
 
 // Whom the progress callback is told about: the thread, and how many columns of the whole matrix lie left of
