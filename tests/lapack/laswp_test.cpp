@@ -49,7 +49,7 @@ TEST(Laswp, SwapsInTheOrderOfTheDefinitionForEveryRangeAndIncrement) {
   const ThreadLimit limit(3);
   Random random(5);
   const vex_int m = 11;
-  for (const vex_int n : {0, 1, 128, 129, 131}) {
+  for (const vex_int n : {0, 1, 9, 128, 129, 131}) {
     for (vex_int k1 = 1; k1 <= m; k1 += 2) {
       for (vex_int k2 = k1 - 1; k2 <= m; ++k2) {
         for (const vex_int incx : {1, 2, -1, -3, 0}) {
