@@ -19,6 +19,7 @@
 #include "lapack/laswp.h"
 #include "lapack/machine_constants.h"
 #include "lapack/panel.h"
+#include "service/cpu_dispatch.h"
 #include "service/progress.h"
 #include "service/spin_lock.h"
 
@@ -33,7 +34,7 @@ using blas::Uplo;
 // Rows are handed out in multiples of a cache line of doubles.
 constexpr vex_int row_granule = 8;
 
-// The widest panel that the unblocked form takes.
+// The widest panel that a team factors without cutting it.
 constexpr vex_int unblocked_width = 8;
 
 // The steps between 128 and 1024 are left out: panels that wide are cut into blocks of 128 at once.
@@ -140,6 +141,17 @@ class ColumnSteps {
   Share rows_;
 };
 
+// The same for one thread alone, whose unblocked form keeps strips of columns in registers. Microseconds of
+// two threads in the panels of a matrix, with limits of 8, 16, 32 and 64 columns:
+//   order            200                  500                      1000                      2000
+//   AVX-512    55  49  43  43   324  307  275  247   1362  1279  1173  1067   7995  7729  7226  6790
+//   AVX2       83  76  70  69   419  387  354  328   1656  1524  1425  1337
+//   SSE4.2    103 105 112 110   624  622  679  680
+vex_int widest_alone() {
+  constexpr int first_fused_path = 5;
+  return vex_serv_cpu_detect() >= first_fused_path ? 64 : unblocked_width;
+}
+
 vex_int factor_unblocked_alone(MatrixView a, vex_int* ipiv) {
   vex_int info;
   vex_lapack_dgetf2(&a.rows, &a.cols, a.data, &a.ld, ipiv, &info);
@@ -202,9 +214,8 @@ void finish_block(const TeamMember& member, MatrixView a, vex_int c, vex_int wid
 }
 
 vex_int factor_recursively(const TeamMember& member, MatrixView a, vex_int* ipiv) {
-  if (a.cols <= unblocked_width) {
-    return member.size == 1 ? factor_unblocked_alone(a, ipiv) : factor_unblocked_by_team(member, a, ipiv);
-  }
+  if (member.size == 1 && a.cols <= widest_alone()) return factor_unblocked_alone(a, ipiv);
+  if (a.cols <= unblocked_width) return factor_unblocked_by_team(member, a, ipiv);
   const vex_int width = block_width(a.cols);
   vex_int info = 0;
   for (vex_int c = 0; c < std::min(a.rows, a.cols); c += width) {
