@@ -18,6 +18,9 @@ using blas::Uplo;
 // Below this many equations and right-hand sides the register-resident kernels do the work.
 constexpr vex_int small_limit = 9;
 
+// Up to this many equations a single right-hand side has a routine of its own.
+constexpr vex_int most_equations_of_vector = 512;
+
 // X := op(T)^-1 X for the triangle T of the factors.
 void solve_triangle(Uplo uplo, Trans trans, Diag diag, ConstMatrixView factors, MatrixView x) {
   if (x.cols == 1) return blas::trsv(uplo, trans, diag, factors, x.data, 1);
@@ -62,6 +65,10 @@ void vex_lapack_dgetrs(const char* trans, const vex_int* n, const vex_int* nrhs,
   *info = -parameter;
   if (parameter != 0) return vex_serv_xerbla("DGETRS", &parameter, 6);
   if (*n == 0 || *nrhs == 0) return;
+  if (plain && *nrhs == 1 && *n <= most_equations_of_vector &&
+      vex_lapack_ps_dgetrs_vector(n, a, lda, ipiv, b) != 0) {
+    return;
+  }
   if (plain) {
     solve({a, *n, *n, *lda}, ipiv, {b, *n, *nrhs, *ldb});
   } else {

@@ -7,6 +7,7 @@
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
+#include "lapack/small/solve_vector.h"
 #include "lapack/small/sse.h"
 #include "lapack/small/unblocked.h"
 
@@ -67,6 +68,10 @@ struct Lanes {
   static Vector lane(Vector v) {
     return _mm256_permute4x64_pd(v, i * 0b01010101);
   }
+  template <int i>
+  static Vector with_lane(Vector v, Vector x) {
+    return _mm256_blend_pd(v, x, 1 << i);
+  }
 };
 
 }  // namespace
@@ -85,4 +90,9 @@ void vex_lapack_ps_avx2_dgetrs_small(const char* trans, const vex_int* n, const 
 void vex_lapack_ps_avx2_dgetf2(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                vex_int* ipiv, vex_int* info) {
   *info = vex::lapack::small::factor_unblocked<vex::blas::avx2::Path, Lanes>(*m, *n, a, *lda, ipiv);
+}
+
+int vex_lapack_ps_avx2_dgetrs_vector(const vex_int* n, const double* a, const vex_int* lda,
+                                     const vex_int* ipiv, double* b) {
+  return vex::lapack::small::VectorSolve<Lanes>(*n, a, *lda, b).run(ipiv);
 }

@@ -5,6 +5,7 @@
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
+#include "lapack/small/solve_vector.h"
 #include "lapack/small/sse.h"
 #include "lapack/small/unblocked.h"
 
@@ -64,6 +65,10 @@ struct Lanes {
   static Vector lane(Vector v) {
     return __builtin_shufflevector(v, v, i, i, i, i, i, i, i, i);
   }
+  template <int i>
+  static Vector with_lane(Vector v, Vector x) {
+    return select(1u << i, x, v);
+  }
 };
 
 }  // namespace
@@ -82,4 +87,9 @@ void vex_lapack_ps_avx512_dgetrs_small(const char* trans, const vex_int* n, cons
 void vex_lapack_ps_avx512_dgetf2(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                  vex_int* ipiv, vex_int* info) {
   *info = vex::lapack::small::factor_unblocked<vex::blas::avx512::Path, Lanes>(*m, *n, a, *lda, ipiv);
+}
+
+int vex_lapack_ps_avx512_dgetrs_vector(const vex_int* n, const double* a, const vex_int* lda,
+                                       const vex_int* ipiv, double* b) {
+  return vex::lapack::small::VectorSolve<Lanes>(*n, a, *lda, b).run(ipiv);
 }

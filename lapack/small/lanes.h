@@ -10,7 +10,7 @@
 //   magnitudes(x, excluded)                 |x|, and -1 where x is NaN or the excluded mask is set
 //   larger(a, b), largest(v)                by lane; over all lanes, the answer in every lane
 //   equal(a, b), equal_lanes(a, b)          as a mask; bit i set when lane i agrees
-//   lane<i>(v)                              lane i in every lane
+//   lane<i>(v), with_lane<i>(v, x)          lane i in every lane; v but for lane i, which is that of x
 #pragma once
 
 #include <cstdint>

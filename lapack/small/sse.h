@@ -55,6 +55,10 @@ struct Sse {
   static Vector lane(Vector v) {
     return _mm_shuffle_pd(v, v, i == 0 ? 0 : 3);
   }
+  template <int i>
+  static Vector with_lane(Vector v, Vector x) {
+    return i == 0 ? _mm_move_sd(v, x) : _mm_move_sd(x, v);
+  }
 };
 
 }  // namespace vex::lapack::small

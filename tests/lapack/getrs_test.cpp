@@ -13,6 +13,8 @@ namespace {
 
 using namespace vex::test;
 
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
 struct Problem {
   GuardedMatrix factors, b;
   std::vector<vex_int> ipiv;
@@ -86,6 +88,23 @@ TEST(Getrs, StaysWithinTheComponentwiseBoundOnRandomMatrices) {
       for (const vex_int nrhs : {1, 2, 3, 4, 5, 6, 7, 8, 9, 100}) expect_close(trans, n, nrhs);
       if (HasFatalFailure()) return;
     }
+  }
+}
+
+// Where multiplying by a reciprocal would not do, and where a pivot index is no row.
+TEST(Getrs, DividesByEveryDiagonalAndRefusesEveryBadPivotWithOneRightHandSide) {
+  for (const double diagonal : {0.0, 0x1p-1074, -0x1.8p-1023, 1.7e308, infinity}) {
+    Problem p = problem(20, 1);
+    for (vex_int i = 0; i < 20; ++i) p.factors(i, i) = 1, p.ipiv[static_cast<std::size_t>(i)] = i + 1;
+    p.factors(0, 0) = diagonal;
+    p.b(0, 0) = diagonal < 1 ? 0x3p-1074 : 3;
+    const double wanted = p.b(0, 0) / diagonal;
+    p.solve('N');
+    EXPECT_EQ(p.b(0, 0), wanted) << diagonal;
+    p.ipiv[3] = 0;
+    const CaughtReports reports;
+    p.solve('N');
+    EXPECT_EQ(reports.list(), (std::vector<std::pair<std::string, vex_int>>{{"DLASWP", 6}}));
   }
 }
 
