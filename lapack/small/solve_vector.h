@@ -15,7 +15,7 @@ namespace vex::lapack::small {
 template <typename Lanes>
 class VectorSolve {
  public:
-  static constexpr int most_equations = 512;
+  static constexpr int most_equations = 128;
 
   VectorSolve(vex_int n, const double* a, vex_int lda, double* b)
       : n_(static_cast<int>(n)), a_(a), lda_(lda), b_(b) {}
