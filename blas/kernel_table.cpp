@@ -32,6 +32,7 @@ int initialize_kernel_info(KernelTable* table, const PathRoutines& routines, int
             nullptr,
             nullptr,
             nullptr,
+            {},
             nullptr};
   switch (operation) {
     case op_gemm:
@@ -59,6 +60,7 @@ int initialize_kernel_info(KernelTable* table, const PathRoutines& routines, int
       table->copy_diagonal = (solve ? routines.copy_solved : routines.copy_factor)[side][triangle];
       if (solve) {
         table->solve_kernel = chosen(routines.solve_diagonal[side][triangle]);
+        if (!right) table->few = routines.solve_few[is_transposed(special)];
         table->unblocked = routines.solve_unblocked;
       } else {
         table->diagonal_kernel = chosen(routines.multiply_diagonal[side][triangle]);

@@ -90,6 +90,82 @@ class Blocks {
   vex_int most_beside_, slice_;
 };
 
+// One solve from the left for few right-hand sides: the triangle is read once, where it lies, and only its
+// pieces along the diagonal are packed. The diagonal blocks are those of the blocked solve, whose products
+// beside a block are summed up before they are added; inside of a block every element takes its operations
+// in the order of the unknowns, wherever it is cut. So an answer has the same bits from either.
+// The area of A holds   a packed piece of the triangle | a panel of right-hand sides
+// and that of B what the updates need.
+template <bool forward>
+class FewSidesSolve {
+ public:
+  FewSidesSolve(const BlockedCall& call, const BufferRecord& buffers)
+      : call_(call),
+        e_(call.a),
+        x_(first_element(call.c)),
+        order_(e_.rows),
+        kc_(smaller(buffers.kc, order_)),
+        triangle_(buffers.packed_a),
+        panel_(triangle_ + piece * (piece + largest_nr) / 2),
+        strip_(panel_ + piece * largest_mr),
+        room_(buffers.packed_b) {}
+
+  void run() const {
+    for (vex_int done = 0; done < order_; done += kc_) {
+      const vex_int block = smaller(kc_, order_ - done), rest = order_ - done - block;
+      const vex_int first = forward ? done : order_ - done - block;
+      solve(first, block);
+      if (rest > 0) update(first, block, forward ? first + block : 0, rest, false);
+    }
+  }
+
+ private:
+  static constexpr vex_int piece = 32;  // order of the packed pieces
+
+  // One diagonal block.
+  void solve(vex_int first, vex_int block) const {
+    for (vex_int done = 0, last = (block - 1) / piece * piece; done <= last; done += piece) {
+      const vex_int i = first + (forward ? done : last - done), rows = smaller(piece, first + block - i);
+      const vex_int rest = forward ? first + block - i - rows : i - first;
+      // The first columns of the block, and those rows beside it that the update after it begins with.
+      if (done == 0) fetch(forward ? i : first, i, rest + rows, rows);
+      const vex_int beside = smaller(update_rows, forward ? order_ - first - block : first);
+      fetch(forward ? first + block : first - beside, i, beside, rows);
+      const MatrixDescriptor diagonal = narrowed(e_, i, i, rows, rows);
+      call_.kernels.copy_diagonal(&diagonal, nullptr, triangle_, &minus_one);
+      call_.kernels.solve_kernel(
+          {rows, call_.c.columns, triangle_, panel_, x_ + i, call_.c.ld, (e_.flags & flag_unit) != 0});
+      if (rest > 0) update(i, rows, forward ? i + rows : first, rest, true);
+    }
+  }
+
+  // Asks for a rectangle of E.
+  void fetch(vex_int row, vex_int column, vex_int rows, vex_int columns) const {
+    constexpr vex_int line = 8;
+    const MatrixDescriptor part = narrowed(e_, row, column, rows, columns);
+    const double* const at = first_element(part);
+    const bool turned = is_transposed(e_);
+    const vex_int length = turned ? columns : rows, count = turned ? rows : columns;
+    for (vex_int j = 0; j < count; ++j)
+      for (vex_int i = 0; i < length; i += line) __builtin_prefetch(at + i + j * e_.ld, 0, 2);
+  }
+
+  // Subtracts what `depth` unknowns contribute to `rows` others.
+  void update(vex_int first, vex_int depth, vex_int row, vex_int rows, bool chained) const {
+    const MatrixDescriptor beside = narrowed(e_, row, first, rows, depth);
+    const vex_int ahead = !chained ? 0 : forward ? piece : -piece;
+    call_.kernels.few.update({rows, call_.c.columns, depth, first_element(beside), e_.ld, x_ + first,
+                              x_ + row, call_.c.ld, !forward && chained, chained, !forward, ahead, room_,
+                              strip_});
+  }
+
+  const BlockedCall& call_;
+  const MatrixDescriptor& e_;
+  double* const x_;
+  const vex_int order_, kc_;
+  double *triangle_, *panel_, *strip_, *room_;
+};
+
 // The exponent field of subnormals is zero, their mantissa is not. Above 2^1021 the reciprocal is subnormal.
 Reciprocals reciprocal_of(double diagonal) {
   constexpr std::uint64_t exponent = 0x7ff0000000000000, mantissa = 0x000fffffffffffff;
@@ -98,6 +174,13 @@ Reciprocals reciprocal_of(double diagonal) {
   const std::uint64_t magnitude = bits & exponent;
   if (magnitude == 0) return bits & mantissa ? Reciprocals::overflow : Reciprocals::fit;
   return magnitude > largest_exponent && magnitude != exponent ? Reciprocals::lose_bits : Reciprocals::fit;
+}
+
+bool suits_few_sides(const BlockedCall& call) {
+  constexpr vex_int least_order = 48;  // below it all is packed with one or two pieces
+  const FewSides& few = call.kernels.few;
+  const vex_int order = call.c.rows, count = call.c.columns;
+  return order >= least_order && count <= few.most && count * few.order_each <= order;
 }
 
 template <bool left, bool forward>
@@ -116,7 +199,10 @@ void drive(const BlockedCall& call) {
   }
   if (vex_serv_check_ptr_and_warn(buffers.base, "DTRSM") != 0) return call.kernels.unblocked(call);
   if (alpha != 1) call.kernels.scale_triangle(&call.c, alpha);
-  Blocks<left, forward>(call, buffers).run();
+  if (left && suits_few_sides(call))
+    FewSidesSolve<forward>(call, buffers).run();
+  else
+    Blocks<left, forward>(call, buffers).run();
   if (!call.prepared) buffers.functions.free(&buffers);
 }
 

@@ -2,6 +2,7 @@
 #include "blas/avx512/names.h"
 #include "blas/avx512/path.h"
 #include "blas/engine/solve.h"
+#include "blas/engine/solve_update.h"
 #include "blas/paths.h"
 
 using vex::blas::avx512::Path;
@@ -83,6 +84,14 @@ void vex_blas_avx512_dtrsm_kernel_right_upper(const SolveBlock& x) {
 }
 void vex_blas_avx512_dtrsm_kernel_right_upper_cnr(const SolveBlock& x) {
   vex_blas_avx512_dtrsm_kernel_right_upper(x);
+}
+
+// Updates with few right-hand sides.
+void vex_blas_avx512_dtrsm_update_an(const SolveUpdate& x) {
+  update_unknowns<Path, false>(x);
+}
+void vex_blas_avx512_dtrsm_update_at(const SolveUpdate& x) {
+  update_unknowns<Path, true>(x);
 }
 
 // B := alpha B.

@@ -50,6 +50,7 @@ vex::blas::engine::SolveKernel vex_blas_avx512_dtrsm_kernel_left_lower,
     vex_blas_avx512_dtrsm_kernel_left_upper_cnr, vex_blas_avx512_dtrsm_kernel_right_lower,
     vex_blas_avx512_dtrsm_kernel_right_lower_cnr, vex_blas_avx512_dtrsm_kernel_right_upper,
     vex_blas_avx512_dtrsm_kernel_right_upper_cnr;
+vex::blas::engine::UpdateRoutine vex_blas_avx512_dtrsm_update_an, vex_blas_avx512_dtrsm_update_at;
 vex::blas::engine::ScaleRoutine vex_blas_avx512_dtrsm_scale_left, vex_blas_avx512_dtrsm_scale_left_unit,
     vex_blas_avx512_dtrsm_scale_right, vex_blas_avx512_dtrsm_scale_right_unit;
 vex::blas::engine::Driver vex_blas_avx512_xdtrmm_left_lower_fullacopybcopy,

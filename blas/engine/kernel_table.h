@@ -41,6 +41,29 @@ struct SolveBlock {
 
 using SolveKernel = void(const SolveBlock& block);
 
+// What solved unknowns contribute to others, for few right-hand sides that are columns: C -= E X, with E read
+// where it lies. An element of C takes its products in ascending order of the unknowns, or descending when
+// `backward`. They are a chain that goes on from the element when `chained`, else one that begins with zero
+// and is added to it.
+struct SolveUpdate {
+  vex_int rows, count, depth;  // of E and C; right-hand sides; unknowns
+  const double* e;             // element (0, 0); a path has one routine for E and one for a transposed E
+  vex_int lde;
+  const double* x;
+  double* c;
+  vex_int ldx;  // of X and C
+  bool backward, chained;
+  bool upwards;   // the last rows of C come first
+  vex_int ahead;  // columns from E to what the next update will read, 0 when it is far away
+  double* room;   // for count * depth elements
+  double* strip;  // for largest_mr * depth
+};
+
+// Rows that are on their way to the caches while an update is busy with those before.
+inline constexpr vex_int update_rows = 96;
+
+using UpdateRoutine = void(const SolveUpdate& update);
+
 // The source descriptor is narrowed to the rectangle to pack: for A extent x depth, for B depth x extent.
 // Each value is multiplied by *scale on the way.
 using CopyFunction = void(const MatrixDescriptor* source, const PackedDescriptor* packed, double* target,
@@ -84,6 +107,13 @@ using InitializeKernelInfo = int(KernelTable* table, int operation, bool right,
                                  const StrategyRecord* strategy, const MatrixDescriptor* a,
                                  const MatrixDescriptor* b, const MatrixDescriptor* c);
 
+// Which solves from the left go by such updates: those with at most `most` right-hand sides and an order of
+// at least `order_each` for each of them.
+struct FewSides {
+  vex_int most, order_each;
+  UpdateRoutine* update;
+};
+
 struct KernelTable {
   const char* operation;
   Driver* driver;
@@ -98,6 +128,7 @@ struct KernelTable {
   ScaleRoutine* scale_triangle;
   // Of the solve.
   SolveKernel* solve_kernel;
+  FewSides few;       // from the left
   Driver* unblocked;  // the whole call, dividing by the diagonal and without scratch memory
 };
 
@@ -137,6 +168,7 @@ struct PathRoutines {
   KernelPair multiply_diagonal[2][2];
   SolveKernelPair solve_diagonal[2][2];
   ScaleRoutine* solve_scale[2][2];  // [SideIndex][unit diagonal]
+  FewSides solve_few[2];            // [transposed]
   Driver* solve_unblocked;
 };
 

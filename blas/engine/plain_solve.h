@@ -2,6 +2,7 @@
 #pragma once
 
 #include "blas/engine/solve.h"
+#include "blas/engine/solve_update.h"
 
 namespace vex::blas::engine {
 
@@ -14,6 +15,10 @@ struct PlainSolve {
   template <bool left, bool forward>
   static void kernel(const SolveBlock& x) {
     solve_diagonal<P, left, forward>(x);
+  }
+  template <bool turned>
+  static void update(const SolveUpdate& x) {
+    update_unknowns<P, turned>(x);
   }
   static void unblocked(const BlockedCall& call) { solve_v1<P>(call); }
 
@@ -34,6 +39,8 @@ struct PlainSolve {
         routines.solve_diagonal[side][i] = kernels[side][i];
         routines.solve_scale[side][i] = routines.scale;
       }
+    routines.solve_few[false] = {32, 6, update<false>};
+    routines.solve_few[true] = {32, 12, update<true>};
     routines.solve_unblocked = unblocked;
     return routines;
   }

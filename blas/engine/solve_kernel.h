@@ -30,9 +30,9 @@ template <vex_int R, bool forward>
   for (vex_int b = 0; b <= last; b += R) {
     const vex_int i = forward ? b : last - b, rows = smaller(R, order - i);
     const double* const block = e + i * row;
-    const vex_int from = forward ? 0 : i + R, behind = forward ? i : order;
-    for (vex_int k = from; k < behind; ++k, packed += R) {
-      const double* const values = block + k * column;
+    const vex_int done = forward ? i : larger(0, order - i - R);
+    for (vex_int s = 0; s < done; ++s, packed += R) {
+      const double* const values = block + (forward ? s : order - 1 - s) * column;
       if (row == 1 && rows == R) {
         __builtin_prefetch(values + (forward ? R : -R));  // of the next block of rows
         for (vex_int r = 0; r < R; ++r) packed[r] = scale * values[r];
@@ -143,9 +143,11 @@ struct SolveRows {
       for (int v = 0; v < MV; ++v) P::store(panel + (r * MV + v) * w, of[r][v]);
   }
 
+  // `solved` is the row of the panel that was solved first.
+  template <bool forward>
   [[gnu::always_inline]] void subtract(vex_int done, const double* e, const double* solved) {
 #pragma GCC unroll 2
-    for (vex_int k = 0; k < done; ++k, e += R, solved += MV * w) {
+    for (vex_int k = 0; k < done; ++k, e += R, solved += forward ? MV * w : -MV * w) {
       typename P::Vector row[MV];
 #pragma GCC unroll 4
       for (int v = 0; v < MV; ++v) row[v] = P::load(solved + v * w);
@@ -212,8 +214,8 @@ template <typename P, bool left, bool forward, bool unit, int MV, bool whole>
       if (!left && W > 8) P::prefetch(next + 8);
       if (!left && W > 16) P::prefetch(next + 16);
     }
-    const vex_int from = forward ? 0 : i + R, done = forward ? i : larger(0, order - from);
-    block.subtract(done, e, s.panel + from * W);
+    const vex_int done = forward ? i : larger(0, order - i - R);
+    block.template subtract<forward>(done, e, s.panel + (forward ? 0 : order - 1) * W);
     e += done * R;
     block.template solve<forward, unit ? Diagonal::unit : Diagonal::reciprocals>(e);
     e += R * R;

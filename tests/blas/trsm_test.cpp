@@ -77,6 +77,7 @@ TEST_P(Trsm, WrongSolutionInOneOfTheSixteenCases) {
         check_solve(GetParam().trsm, c, m, n, (m + n) % 3 ? 1 : -0.5, (m * n) % 3, random);
     check_solve(GetParam().trsm, c, 130, 29, 1, 1, random);
     check_solve(GetParam().trsm, c, 193, 40, 2, 0, random);
+    check_solve(GetParam().trsm, c, 471, 11, -1, 1, random);
     check_solve(GetParam().trsm, c, 21, 389, 1, 2, random);
     check_solve(GetParam().trsm_v1, c, 19, 23, -2, 1, random);
   }
@@ -156,6 +157,36 @@ TEST_P(Trsm, RightHandSidesMixed) {
             }
           }
       }
+}
+
+// Threads share the right-hand sides of a call, so a column must not tell how many were solved for with it.
+TEST_P(Trsm, BitsDependOnHowManyRightHandSidesThereAre) {
+  std::mt19937_64 random(7);
+  const double alpha = 1;
+  const vex_int order = 811, all = 140;
+  Matrix a(order, order, order + 1), given(order, all, order), together(order, all, order);
+  given.fill(random);
+  for (const Case& c : sixteen_cases()) {
+    if (c.side == 'R') continue;
+    fill_triangle(a, c, random);
+    const auto run = [&](Matrix& x) {
+      GetParam().trsm("L", &c.uplo, &c.trans, &c.diag, &order, &x.cols, &alpha, a.data(), &a.ld, x.data(),
+                      &x.ld, 1, 1, 1, 1);
+    };
+    for (vex_int j = 0; j < all; ++j)
+      for (vex_int i = 0; i < order; ++i) together(i, j) = given(i, j);
+    run(together);
+    for (const vex_int count : {1, 10, 15, 29}) {
+      Matrix few(order, count, order + 3);
+      for (vex_int j = 0; j < count; ++j)
+        for (vex_int i = 0; i < order; ++i) few(i, j) = given(i, j + 7);
+      run(few);
+      for (vex_int j = 0; j < count; ++j)
+        for (vex_int i = 0; i < order; ++i)
+          ASSERT_EQ(few(i, j), together(i, j + 7)) << c.uplo << c.trans << c.diag << count << ' ' << i;
+      ASSERT_TRUE(few.surroundings_untouched());
+    }
+  }
 }
 
 TEST_P(Trsm, PreparedBuffersReleasedOrAnswerOtherThanWithoutThem) {
