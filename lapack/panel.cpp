@@ -92,9 +92,11 @@ void interchange_left(MatrixView a, vex_int first, vex_int end, vex_int width, c
 //   order 2000, blocks of 48    81.2  82.8  84.1  84.8
 //   order 4000, blocks of 96    85.3  87.7  84.7  86.2
 //   order 8000, blocks of 224   87.2  87.7
+// From order 450 to 900, two blocks of 48 or three of 32 gain 1 to 3 percent on every path.
 vex_int group_width(vex_int n, vex_int width) {
-  constexpr vex_int enough = 192;
-  return std::max<vex_int>(std::min(enough, n / 10) / width, 1) * width;
+  constexpr vex_int enough = 192, least = 96, least_grouped = 450;
+  const vex_int wanted = n < least_grouped ? n / 10 : std::clamp(n / 10, least, enough);
+  return std::max<vex_int>(wanted / width, 1) * width;
 }
 
 template <typename Kernels>
