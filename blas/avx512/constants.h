@@ -26,9 +26,7 @@ struct Constants {
     return vectors == 4 ? 2 : vectors > 3 ? 3 : vectors;
   }
   // The tall tiles that 32 registers hold stay ahead of packing up to 256, by 2 %; at 100 it is 3 to 17 %,
-  // for depths to 16 from 64 on nothing. Narrow: 1000 x 24 would gain 16 to 21 % in place, or nothing when A
-  // is transposed, but 50000 x 16 x 16, whose A comes from beyond the second cache, runs at a third of the
-  // packed rate.
+  // for depths to 16 from 64 on nothing. Narrow: these are for a transposed A, which is not streamed.
   static constexpr engine::InPlaceLimits in_place{
       .side = 160, .turned_side = 160, .shallow_depth = 31, .shallow_side = 64, .tall = 11, .wide = 24};
   // Against packing and tiles without prefetching, m 200 to 4000: up to 96 columns 0 to 40 % ahead for all

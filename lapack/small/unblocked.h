@@ -9,6 +9,7 @@
 #include "blas/engine/multiply.h"
 #include "blas/engine/solve.h"
 #include "lapack/small/lanes.h"
+#include "lapack/small/long_strip.h"
 #include "service/types.h"
 
 namespace vex::lapack::small {
@@ -365,24 +366,34 @@ template <typename P, typename Lanes, int widest>
     if (columns > 0) solve_unit_lower_by<P, Lanes, widest / 2>(columns, order, l, lda, b);
 }
 
+// From how many rows on a strip is one of long columns: at 400 it gains with AVX-512 and loses with AVX2,
+// from 800 on it gains with both.
+inline constexpr vex_int least_long_rows = 600;
+
 // Returns info.
 template <typename P, typename Lanes>
 vex_int factor_unblocked(vex_int m, vex_int n, double* a, vex_int lda, vex_int* ipiv) {
   using Strip = StripFactorization<P, Lanes>;
-  constexpr int width = Strip::width;
+  using Long = LongStrip<P, Lanes>;
   const vex_int diagonal = m < n ? m : n;
+  const bool has_long_columns = m - diagonal >= least_long_rows;
+  const int width = has_long_columns ? Long::width : Strip::width;
   vex_int info = 0, first = 0;
   for (; first < diagonal; first += width) {
     const int columns = static_cast<int>(n - first < width ? n - first : width);
     double* const strip = a + first * lda;
     if (first > 0) {
       interchange_rows<P>(columns, strip, lda, 0, first, ipiv);
-      solve_unit_lower_by<P, Lanes, width>(columns, first, a, lda, strip);
+      for (int c = 0; c < columns; c += Strip::width)
+        solve_unit_lower_by<P, Lanes, Strip::width>(columns - c < Strip::width ? columns - c : Strip::width,
+                                                    first, a, lda, strip + c * lda);
       blas::engine::multiply<P>("N", "N", m - first, columns, first, -1, a + first, lda, strip, lda, 1,
                                 strip + first, lda);
     }
     const vex_int left = m - first <= Strip::most_short_rows && first <= Strip::most_left ? first : 0;
-    const vex_int strip_info = Strip(m - first, columns, strip + first, lda, ipiv + first, left).run();
+    const vex_int strip_info = has_long_columns
+                                   ? Long(m - first, columns, strip + first, lda, ipiv + first).run()
+                                   : Strip(m - first, columns, strip + first, lda, ipiv + first, left).run();
     if (info == 0 && strip_info > 0) info = first + strip_info;
     const vex_int end = first + (columns < m - first ? columns : m - first);
     for (vex_int i = first; i < end; ++i) ipiv[i] += first;

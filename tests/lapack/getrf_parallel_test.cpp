@@ -171,6 +171,13 @@ TEST(ParallelFactorization, SameBitsEveryTimeAndSmallBackwardError) {
       ASSERT_EQ(got.packed(), first);
     }
   }
+  const vex_int m = 3200, columns = 50;  // the same values as a tall matrix
+  for (const vex_int threads : {1, 2}) {
+    Factored first(a, m, columns), again(a, m, columns);
+    ASSERT_TRUE(lapack::factor_tall_in_parallel(first.view(), first.ipiv.data(), first.info, threads));
+    ASSERT_TRUE(lapack::factor_tall_in_parallel(again.view(), again.ipiv.data(), again.info, threads));
+    EXPECT_EQ(first.packed(), again.packed()) << threads << " threads";
+  }
 }
 
 // Inside a program's own region the runtime gives one thread each: the run follows what it gets.

@@ -179,17 +179,24 @@ TEST(Robustness, EveryFailedAllocationIsSurvivedWithoutALeak) {
   });
 }
 
-// Column 0 has nothing but two entries of the same magnitude, in rows that different threads own.
+// Column 0 has nothing but two entries of the same magnitude, in rows that different threads own; columns of
+// 900 rows are searched in pieces.
 TEST(Robustness, TiesAndSpecialPivotsAreFoundInTheFirstRowThatHoldsThem) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   constexpr double least = std::numeric_limits<double>::min();
-  constexpr vex_int m = 96, n = 9;
+  constexpr vex_int n = 9;
   for (const double value : {2.0, -least, least / 4, 5e-324, infinity, -std::nan("")})
     for (const vex_int threads : {1, 2, 3, 4, 8, 16})
-      for (const auto& [first, second] : {std::pair<vex_int, vex_int>{0, 95}, {10, 40}, {17, 18}, {47, 48}}) {
-        SCOPED_TRACE(testing::Message()
-                     << value << " in rows " << first << " and " << second << ", " << threads << " threads");
-        std::vector<double> a(m * n);
+      for (const auto& [m, first, second] : {std::tuple<vex_int, vex_int, vex_int>{96, 0, 95},
+                                             {96, 10, 40},
+                                             {96, 17, 18},
+                                             {96, 47, 48},
+                                             {900, 0, 899},
+                                             {900, 519, 520},
+                                             {900, 897, 898}}) {
+        SCOPED_TRACE(testing::Message() << value << " in rows " << first << " and " << second << " of " << m
+                                        << ", " << threads << " threads");
+        std::vector<double> a(static_cast<std::size_t>(m * n));
         std::vector<vex_int> ipiv(n);
         for (vex_int j = 1; j < n; ++j) a[static_cast<std::size_t>(j + j * m)] = 1;
         a[static_cast<std::size_t>(first)] = value;
