@@ -142,14 +142,15 @@ class ColumnSteps {
 };
 
 // The same for one thread alone, whose unblocked form keeps strips of columns in registers. Microseconds of
-// two threads in the panels of a matrix, with limits of 8, 16, 32 and 64 columns:
+// two threads in the panels of a matrix, with limits of 8, 16, 32 and 64 columns. At order 1000, whose panels
+// are 72 wide, a limit of 72 took 991.
 //   order            200                  500                      1000                      2000
 //   AVX-512    55  49  43  43   324  307  275  247   1362  1279  1173  1067   7995  7729  7226  6790
 //   AVX2       83  76  70  69   419  387  354  328   1656  1524  1425  1337
 //   SSE4.2    103 105 112 110   624  622  679  680
 vex_int widest_alone() {
   constexpr int first_fused_path = 5;
-  return vex_serv_cpu_detect() >= first_fused_path ? 64 : unblocked_width;
+  return vex_serv_cpu_detect() >= first_fused_path ? 72 : unblocked_width;
 }
 
 vex_int factor_unblocked_alone(MatrixView a, vex_int* ipiv) {

@@ -21,15 +21,16 @@ namespace vex::lapack {
 namespace {
 
 // clang-format off
-// Measured with bench/lu_phases_bench on two cores of an AMD EPYC (Zen 4), orders 200 to 8000. Teams of two lost
+// Measured with bench/lu_phases_bench on two cores of an AMD EPYC (Zen 4), orders 150 to 8000. Teams of two lost
 // for any part of the panels (n = 500: 25 GFlops with them in the last half, 33 in the last fifth, 47 without).
 // The late team of two updates never forms, since no panel is late. It stands here because teams that are all
 // of size 1 bind block columns to threads, which left a tenth of the threads' time idle up to n = 1000.
 constexpr OrderBand getrf_avx512_2[] = {
     // to, fts0, fts1, nb0, nb1, nb_switch, ts_switch, uts0, uts1
-    {  250,    1,    1,  32,  32,         0,       100,    1,    2},
-    {  400,    1,    1,  48,  48,         0,       100,    1,    2},
-    {  900,    1,    1,  56,  56,         0,       100,    1,    2},
+    {  160,    1,    1,  32,  32,         0,       100,    1,    2},
+    {  225,    1,    1,  40,  40,         0,       100,    1,    2},
+    {  600,    1,    1,  56,  56,         0,       100,    1,    2},
+    {  800,    1,    1,  64,  64,         0,       100,    1,    2},
     { 1200,    1,    1,  72,  72,         0,       100,    1,    2},
     { 1800,    1,    1, 112, 112,         0,       100,    1,    2},
     { 2500,    1,    1, 128, 128,         0,       100,    1,    2},
