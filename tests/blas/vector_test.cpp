@@ -178,7 +178,11 @@ TEST_P(Vectors, SingleRightHandSideSolvedWrong) {
 
 TEST(VectorFrontEnd, AnswerDependsOnTheThreadCount) {
   std::mt19937_64 random(5);
-  const vex_int n = 20000;
+  const vex_int n = 20000, order = 1013;
+  Matrix triangle(order, order, order + 2);
+  triangle.fill(random);
+  for (vex_int j = 0; j < order; ++j) triangle(j, j) = 40;
+  std::vector<double> right_side(static_cast<std::size_t>(order), 1.0), solution[2];
   for (int threads : {1, 2, 3, 8}) {
     const int before = vex_serv_set_num_threads_local(threads);
     Vector x(n, 1, random), y(n, -2, random);
@@ -196,6 +200,13 @@ TEST(VectorFrontEnd, AnswerDependsOnTheThreadCount) {
     // y is walked from its far end, so its first element in memory belongs to the last column.
     for (vex_int j = 0; j < 300; ++j)
       ASSERT_NEAR(a(3, j), 1 + 2 * x[3] * y.data()[(299 - j) * 2], 4 * eps) << j;
+    for (const bool lower : {true, false}) {
+      std::vector<double> u = right_side, &wanted = solution[lower];
+      blas::trsv(lower ? blas::Uplo::lower : blas::Uplo::upper, blas::Trans::no, blas::Diag::non_unit,
+                 {triangle.data(), order, order, triangle.ld}, u.data(), 1);
+      if (threads == 1) wanted = u;
+      EXPECT_EQ(u, wanted) << threads << lower;
+    }
     vex_serv_set_num_threads_local(before);
   }
 }
