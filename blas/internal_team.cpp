@@ -8,6 +8,7 @@
 
 #include "blas/blas.h"
 #include "blas/engine/drivers.h"
+#include "blas/engine/solve_drivers.h"
 #include "blas/path_engine.h"
 #include "service/buffer_cache.h"
 #include "service/spin_lock.h"
@@ -190,6 +191,22 @@ void pack_left_factor(ConstMatrixView a, double* room) {
 
 void multiply_packed(const double* room, double alpha, ConstMatrixView a, ConstMatrixView b, MatrixView c) {
   run_packed(path_engine(), packed_in(room, a), alpha, a, b, c);
+}
+
+static_assert(largest_packed_triangle == engine::deepest_slice);
+
+vex_int packed_triangle_size(vex_int order) {
+  return engine::packed_triangle_size(path_engine(), order);
+}
+
+void pack_unit_lower(ConstMatrixView l, double* room) {
+  engine::MatrixDescriptor triangle;
+  blas_initialize_matrix(&triangle, const_cast<double*>(l.data), l.rows, l.rows, l.ld, "L", "U", "N");
+  engine::pack_unit_lower(path_engine(), triangle, room);
+}
+
+void solve_packed(const double* room, MatrixView b) {
+  engine::solve_packed_unit_lower(path_engine(), room, descriptor_of(b));
 }
 
 }  // namespace vex::blas

@@ -53,6 +53,11 @@ void note_product_done(FactorCopies& shared, vex_int factor);
 vex_int packed_size(vex_int rows, vex_int inner);
 void pack_left_factor(ConstMatrixView a, double* room);
 void multiply_packed(const double* room, double alpha, ConstMatrixView a, ConstMatrixView b, MatrixView c);
+// The same for B := L^-1 B, L unit lower triangular of an order up to largest_packed_triangle.
+inline constexpr vex_int largest_packed_triangle = 384;
+vex_int packed_triangle_size(vex_int order);
+void pack_unit_lower(ConstMatrixView l, double* room);
+void solve_packed(const double* room, MatrixView b);
 
 // What a call of vex_blas_xdgemm_internal_team is for.
 enum class TeamStage : int { start = 0, multiply = 1, finish = 2 };

@@ -259,4 +259,37 @@ void run_solve(const PathEngine& path, bool right, double alpha, const MatrixDes
   call.kernels.driver(call);
 }
 
+namespace {
+
+struct KeptTriangle {
+  StrategyRecord strategy;
+  KernelTable kernels;
+
+  explicit KeptTriangle(const PathEngine& path) {
+    path.initialize_strategy(&strategy);
+    strategy.check(&strategy);
+    MatrixDescriptor triangle, x;
+    blas_initialize_matrix(&triangle, nullptr, 0, 0, 0, "L", "U", "N");
+    blas_initialize_matrix(&x, nullptr, 0, 0, 0, nullptr, nullptr, nullptr);
+    path.initialize_kernel_info(&kernels, op_trsm, false, &strategy, &triangle, &x, &x);
+  }
+};
+
+}  // namespace
+
+vex_int packed_triangle_size(const PathEngine& path, vex_int order) {
+  const KeptTriangle kept(path);
+  const vex_int nr = kept.strategy.nr, rows = round_up(order, nr);
+  return round_up(rows * (rows + nr) / 2, 8);
+}
+
+void pack_unit_lower(const PathEngine& path, const MatrixDescriptor& triangle, double* room) {
+  KeptTriangle(path).kernels.copy_diagonal(&triangle, nullptr, room, &minus_one);
+}
+
+void solve_packed_unit_lower(const PathEngine& path, const double* room, const MatrixDescriptor& x) {
+  alignas(128) double panel[largest_mr * (deepest_slice + largest_nr)];
+  KeptTriangle(path).kernels.solve_kernel({x.rows, x.columns, room, panel, first_element(x), x.ld, true});
+}
+
 }  // namespace vex::blas::engine

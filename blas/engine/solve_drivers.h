@@ -26,6 +26,13 @@ void run_solve(const PathEngine& path, bool right, double alpha, const MatrixDes
 void initialize_solve_buffers(InitializeBuffers* initialize, BufferRecord* buffers,
                               const StrategyRecord* strategy, vex_int order, vex_int count);
 
+// A lower triangle of unit diagonal that stays packed across solves from the left, as one diagonal block: its
+// order is deepest_slice at most. `room` holds the count of doubles that packed_triangle_size answers,
+// 64-byte aligned. Where run_solve takes one diagonal block too, the bits are the same.
+vex_int packed_triangle_size(const PathEngine& path, vex_int order);
+void pack_unit_lower(const PathEngine& path, const MatrixDescriptor& triangle, double* room);
+void solve_packed_unit_lower(const PathEngine& path, const double* room, const MatrixDescriptor& x);
+
 // Whether the kernels, which multiply by reciprocals of the diagonal, may be used, and if not, why.
 enum class Reciprocals { fit, overflow, lose_bits };
 Reciprocals reciprocals_of(const MatrixDescriptor& triangle);
