@@ -29,14 +29,18 @@ void free_records(TeamRecord* records, vex_int teams) {
   vex_serv_deallocate(records);
 }
 
-bool reserve(TeamRecord& record, vex_int elements) {
+bool reserve(TeamRecord& record, vex_int sharers, vex_int elements) {
   WorkBuffer& buffer = record.buffer;
-  if (elements <= buffer.capacity) return true;
+  const bool grows = sharers * elements > buffer.capacity;
+  if (grows || sharers != record.sharers)
+    for (vex_int t = 0; t < record.threads; ++t)
+      record.slots[t].kept_triangle = record.slots[t].kept_panel = no_panel;
+  record.sharers = sharers;
+  if (!grows) return true;
   vex_serv_deallocate(buffer.data);
-  for (vex_int t = 0; t < record.threads; ++t) record.slots[t].kept_panel = no_panel;
-  buffer.data =
-      static_cast<double*>(vex_serv_allocate(static_cast<std::size_t>(elements) * sizeof(double), 128));
-  buffer.capacity = buffer.data ? elements : 0;
+  buffer.data = static_cast<double*>(
+      vex_serv_allocate(static_cast<std::size_t>(sharers * elements) * sizeof(double), 128));
+  buffer.capacity = buffer.data ? sharers * elements : 0;
   return buffer.data != nullptr;
 }
 
@@ -48,6 +52,6 @@ void xgetrf_team_ctxt_init(vex::lapack::TeamRecord* record, vex::lapack::TaskGra
   for (vex_int t = 0; t < threads; ++t) {
     record->slots[t].value.store(vex::lapack::no_candidate, std::memory_order_relaxed);
     record->slots[t].row = 0;
-    record->slots[t].kept_panel = vex::lapack::no_panel;
+    record->slots[t].kept_triangle = record->slots[t].kept_panel = vex::lapack::no_panel;
   }
 }

@@ -22,7 +22,9 @@ struct Share {
 struct PivotSlot {
   std::atomic<double> value;
   vex_int row;
-  vex_int kept_panel;  // whose packed copy the thread's part of the work buffer holds; -1 for none
+  // Whose packed triangle, and whose packed rows below it, the thread's part of the work buffer holds; -1 for
+  // none.
+  vex_int kept_triangle, kept_panel;
 };
 
 inline constexpr double no_candidate = -1.0;
@@ -39,6 +41,7 @@ struct TeamRecord : TeamTask {
   UpdateSplit split;
   blas::FactorCopies* shared;  // with shared_copy
   WorkBuffer buffer;
+  vex_int sharers;   // members whose parts the buffer was last cut into
   PivotSlot* slots;  // one per thread of the run
   vex_int threads;
   alignas(64) std::atomic<vex_int> published;  // 1 + the last column whose pivot row is fixed
@@ -72,9 +75,10 @@ struct TeamMember {
 TeamRecord* allocate_records(TaskGraph* dag, vex_int teams, vex_int threads);
 void free_records(TeamRecord* records, vex_int teams);
 
-// Sees to it that the record's buffer holds `elements`; its content is lost when it has to grow. False, with
-// no buffer left, when memory is out. By one thread of the team.
-bool reserve(TeamRecord& record, vex_int elements);
+// Sees to it that the record's buffer holds `elements` for each of `sharers` members; its content is lost
+// when it has to grow or was cut for another number of them. False, with no buffer left, when memory is out.
+// By one thread of the team.
+bool reserve(TeamRecord& record, vex_int sharers, vex_int elements);
 
 }  // namespace vex::lapack
 
