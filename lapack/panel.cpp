@@ -132,11 +132,11 @@ bool factor_group(MatrixView a, vex_int first, vex_int end, vex_int width, vex_i
 // Whole groups, one ahead of the columns on the right: with each group those of the next one are brought up
 // to date first, and factored, so that its interchanges can follow in every strip of the others just updated,
 // whose rows the caches still hold. Alone they fetch every third line of the matrix anew for each group: at
-// order 2000 they took 5 percent of the time, and 2.7 after strips of 96 columns (48 and 192 are as good).
+// order 2000 they took 5 percent of the time, and 2.7 this way.
 template <typename Kernels>
 bool factor_ahead(MatrixView a, vex_int width, vex_int group, PackedGroup& packed, vex_int* ipiv,
                   vex_int& info, const Reporter& reporter) {
-  constexpr vex_int strip = 96;
+  constexpr vex_int few = 96;  // 48 and 192 are as good
   const vex_int diagonal = std::min(a.rows, a.cols);
   const auto interchange = [&](vex_int j, vex_int columns, vex_int from, vex_int behind) {
     xlaswp({a.col(j), a.rows, columns, a.ld}, row_walk(from + 1, behind, ipiv, 1));
@@ -146,6 +146,7 @@ bool factor_ahead(MatrixView a, vex_int width, vex_int group, PackedGroup& packe
   interchange(end, a.cols - end, first, end);
   while (end < a.cols) {
     const vex_int next = std::min(diagonal, end + group), rows = a.rows - first;
+    const vex_int strip = strip_width(a.rows - end, end - first, few);
     packed.pack(a.block(first, first, rows, end - first));
     if (next > end) {
       packed.update(a.block(first, end, rows, next - end));

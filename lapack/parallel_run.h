@@ -10,6 +10,7 @@
 
 #include "lapack/getrf.h"
 #include "lapack/laswp.h"
+#include "lapack/packed_group.h"
 #include "lapack/panel.h"
 #include "lapack/panel_distribution.h"
 #include "lapack/parallel_region.h"
@@ -230,7 +231,8 @@ class ParallelRun {
   // third line of the column anew. At orders 2000 and 4000 that took 7 and 5 percent of two threads' time,
   // and 3 and 2 this way.
   void update_in_strips(vex_int t, const TeamMember& member, const Update& step, vex_int target) {
-    constexpr vex_int strip = 48;  // 32 and 40 are as good, 24 and 64 not always
+    constexpr vex_int few = 48;  // 32 and 40 are as good, 24 and 64 not always
+    const vex_int strip = strip_width(step.rows_below(), step.pivots(), few);
     const vex_int source = step.source, next = source + 1;
     const bool interchanged = interchanged_[target] > source;
     // Acquire pairs with the store in factor_panel.
