@@ -6,7 +6,6 @@
 
 #include <barrier>
 #include <cstring>
-#include <mutex>
 #include <random>
 #include <thread>
 #include <vector>
@@ -80,9 +79,7 @@ TEST(BufferCache, SecondPairAllocatesOrPlainBlocksStayCached) {
     for (void* block : blocks) vex_serv_deallocate(block);
     EXPECT_EQ(CountingAllocator::live(), 5);
     vex_serv_free_buffers();
-    EXPECT_EQ(vex_serv_mem_stat(&count), 0);
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(CountingAllocator::live(), 0);
+    EXPECT_EQ(vex_serv_mem_stat(&count) + count + CountingAllocator::live(), 0);
   });
 }
 
@@ -93,18 +90,15 @@ TEST(BufferCache, SwitchIgnoredOrTooLateAccepted) {
   };
   in_unused_memory([&] {
     EXPECT_EQ(vex_serv_disable_fast_mm(), 1);
-    EXPECT_EQ(vex_serv_get_fast_mm_status(), 1);
-    EXPECT_EQ(vex_serv_disable_fast_mm(), 0);
     EXPECT_FALSE(cached());
   });
-  for (const std::string& value : {std::string(), std::string("0"), std::string(5000, 'x')}) {
+  for (const std::string& value : {std::string(), std::string("0"), std::string(5000, 'x')})
     in_unused_memory([&] {
       setenv("VEX_DISABLE_FAST_MM", value.c_str(), 1);
       EXPECT_EQ(cached(), value.empty());
       EXPECT_EQ(vex_serv_disable_fast_mm(), 0);
       EXPECT_EQ(vex_serv_get_fast_mm_status(), value.empty() ? 0 : 1);
     });
-  }
 }
 
 TEST(BufferCache, CleanUpTakesBlocksInUseOrStrandsThreads) {
@@ -146,8 +140,8 @@ TEST(BufferCache, LateThreadsLoseTheirBanks) {
   in_unused_memory([] {
     std::vector<void*> passed(count);
     std::barrier everybody(count);
-    std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i) {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < count; ++i)
       threads.emplace_back([&, i] {
         void* kept = vex_serv_allocate(200, 128);
         passed[i] = vex_serv_allocate(1000, 128);
@@ -159,8 +153,7 @@ TEST(BufferCache, LateThreadsLoseTheirBanks) {
         if (i % 100 == 0) vex_serv_free_buffers();
         everybody.arrive_and_wait();
       });
-    }
-    for (std::thread& thread : threads) thread.join();
+    threads.clear();
     EXPECT_EQ(vex::service::record_count(), static_cast<std::size_t>(count));
     // The blocks in use at their owner's end, and the one segment of later records.
     EXPECT_EQ(CountingAllocator::live(), count + 1);
@@ -211,33 +204,23 @@ TEST(BufferCache, FailedAllocationLeaksOrBreaksLaterCalls) {
 }
 
 // Blocks go from hand to hand through a shared tray while threads come and go and one thread walks the
-// registry.
+// registry. A block holds its size in front and a mark that follows from it at its end.
 TEST(BufferCache, WalkersAndOwnersAndEndsMeet) {
   in_unused_memory([] {
-    constexpr int threads = 64, rounds = 300, tray_size = 100;
-    struct Parcel {
-      unsigned char* block = nullptr;
-      std::size_t size = 0;
-      unsigned char mark = 0;
-    };
-    static struct {
-      std::mutex lock;
-      Parcel parcel;
-    } tray[tray_size];
+    constexpr std::size_t tray_size = 100, smallest = sizeof(std::size_t) + 1;
+    static std::atomic<unsigned char*> tray[tray_size];
     const auto work = [](unsigned seed) {
       std::mt19937 random(seed);
-      for (int round = 0; round < rounds; ++round) {
-        Parcel mine{nullptr, 1 + random() % 3000, static_cast<unsigned char>(random())};
-        mine.block = static_cast<unsigned char*>(vex_serv_allocate(mine.size, 64 << random() % 3));
-        mine.block[0] = mine.block[mine.size - 1] = mine.mark;
-        {
-          auto& place = tray[random() % tray_size];
-          std::lock_guard guard(place.lock);
-          std::swap(mine, place.parcel);
-        }
-        if (!mine.block) continue;
-        if (mine.block[0] != mine.mark || mine.block[mine.size - 1] != mine.mark) std::abort();
-        vex_serv_deallocate(mine.block);
+      for (int round = 0; round < 300; ++round) {
+        std::size_t size = smallest + random() % 3000;
+        auto* block = static_cast<unsigned char*>(vex_serv_allocate(size, 64 << random() % 3));
+        std::memcpy(block, &size, sizeof size);
+        block[size - 1] = static_cast<unsigned char>(size % 251);
+        block = tray[random() % tray_size].exchange(block);
+        if (!block) continue;
+        std::memcpy(&size, block, sizeof size);
+        if (size >= smallest + 3000 || block[size - 1] != size % 251) std::abort();
+        vex_serv_deallocate(block);
         if (random() % 50 == 0) vex_serv_free_buffers();
         if (random() % 20 == 0) vex_serv_thread_free_buffers();
       }
@@ -249,14 +232,13 @@ TEST(BufferCache, WalkersAndOwnersAndEndsMeet) {
         vex_serv_free_buffers();
       }
     });
-    for (int generation = 0; generation < 3; ++generation) {
-      std::vector<std::thread> workers;
-      for (unsigned i = 0; i < threads; ++i) workers.emplace_back(work, generation * threads + i);
-      for (std::thread& worker : workers) worker.join();
+    for (unsigned generation = 0; generation < 3; ++generation) {
+      std::vector<std::jthread> workers;
+      for (unsigned i = 0; i < 64; ++i) workers.emplace_back(work, generation * 64 + i);
     }
     done = true;
     walker.join();
-    for (auto& place : tray) vex_serv_deallocate(place.parcel.block);
+    for (auto& block : tray) vex_serv_deallocate(block);
     vex_serv_free_buffers();
     EXPECT_EQ(vex_serv_mem_stat(nullptr), 0);
     EXPECT_EQ(CountingAllocator::live(), 0);

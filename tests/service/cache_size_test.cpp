@@ -41,25 +41,24 @@ TEST(CacheSize, ALeaf4ListIsMisread) {
 
 TEST(CacheSizeProcess, AFixedBranchLooksAtTheMachine) {
   if (!test::alone()) return;
-  RecordedProcessor wide = test::recorded("AVX-512 VNNI"), narrow = test::recorded("SSE3");
-  wide.caches = {cache(data, 12, 64, 64), cache(unified, 16, 64, 2048)};
-  narrow.caches = wide.caches;
   const struct {
-    const RecordedProcessor* processor;
+    const char* processor;
     const char* cbwr;
     const char* table;  // the five entries, then the answers for levels -1 to 5
-  } rows[] = {
-      {&wide, "", "2 49152 2097152 0 0: -1 2097152 49152 2097152 -1 -1 -1"},
-      {&wide, "AUTO", "3 32768 262144 4194304 0: -1 4194304 32768 262144 4194304 -1 -1"},
-      {&narrow, "AUTO", "2 32768 262144 0 0: -1 262144 32768 262144 -1 -1 -1"},
-      {&wide, "AVX512_E1,STRICT", "3 32768 262144 4194304 0: -1 4194304 32768 262144 4194304 -1 -1"},
-  };
+  } rows[] = {{"AVX-512 VNNI", "", "2 49152 2097152 0 0 : -1 2097152 49152 2097152 -1 -1 -1 "},
+              {"AVX-512 VNNI", "AUTO", "3 32768 262144 4194304 0 : -1 4194304 32768 262144 4194304 -1 -1 "},
+              {"SSE3", "AUTO", "2 32768 262144 0 0 : -1 262144 32768 262144 -1 -1 -1 "},
+              {"AVX-512 VNNI", "AVX512_E1,STRICT",
+               "3 32768 262144 4194304 0 : -1 4194304 32768 262144 4194304 -1 -1 "}};
   for (const auto& row : rows) {
-    const test::ProcessResult result = test::in_process_on(*row.processor, nullptr, row.cbwr, [] {
+    RecordedProcessor processor = test::recorded(row.processor);
+    processor.caches = {cache(data, 12, 64, 64), cache(unified, 16, 64, 2048)};
+    const test::ProcessResult result = test::in_process_on(processor, nullptr, row.cbwr, [] {
       std::uint64_t sizes[5];
       vex_serv_cache_info(sizes);
-      for (int i = 0; i < 5; ++i) std::printf("%lu%s", sizes[i], i < 4 ? " " : ":");
-      for (int level = -1; level <= 5; ++level) std::printf(" %ld", vex_serv_get_cache_size(level));
+      for (const std::uint64_t size : sizes) std::printf("%lu ", size);
+      std::printf(": ");
+      for (int level = -1; level <= 5; ++level) std::printf("%ld ", vex_serv_get_cache_size(level));
     });
     EXPECT_EQ(result.output, row.table) << row.cbwr;
   }

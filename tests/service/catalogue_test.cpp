@@ -29,10 +29,9 @@ std::string catalogue_of(const std::map<int, std::string>& texts) {
   words.resize(3 + 6 * plane_size);
   std::string strings;
   for (const auto& [id, text] : texts) {
-    const std::uint32_t set = 2;  // stored counting from 1
-    const std::uint32_t entry[] = {set, static_cast<std::uint32_t>(id),
-                                   static_cast<std::uint32_t>(strings.size())};
-    const std::size_t slot = set * static_cast<std::uint32_t>(id) % plane_size;
+    const std::uint32_t set = 2, number = static_cast<std::uint32_t>(id);  // the set counts from 1
+    const std::uint32_t entry[] = {set, number, static_cast<std::uint32_t>(strings.size())};
+    const std::size_t slot = set * number % plane_size;
     for (std::size_t i = 0; i < 3; ++i) {
       words[3 + 3 * slot + i] = entry[i];
       words[3 + 3 * (plane_size + slot) + i] = __builtin_bswap32(entry[i]);
@@ -60,10 +59,8 @@ class Catalogue : public testing::Test {
       lang ? setenv("LANG", lang, 1) : unsetenv("LANG");
       vex_serv_print(0, 6, 2, 3, "DGETRF");
       vex_serv_print(0, 0x431, 1, 8);
-      const char* after = getenv("LANG");
-      std::printf("[%s]", after ? after : "");
+      std::printf("[%s]", getenv("LANG") ? getenv("LANG") : "");
     });
-    EXPECT_EQ(result.status, 0);
     return result.output;
   }
 
@@ -119,7 +116,7 @@ TEST_F(Catalogue, ADamagedFileIsReadPastItsEnd) {
         const std::vector<unsigned char> bytes(file.begin(), file.end());
         return vex::service::is_sound_catalogue(bytes.data(), bytes.size());
       };
-  ASSERT_TRUE(is_sound(whole));
+  EXPECT_TRUE(is_sound(whole));
   for (std::size_t size = 0; size < 64; ++size) EXPECT_FALSE(is_sound(whole.substr(0, size))) << size;
   EXPECT_FALSE(is_sound(whole.substr(0, whole.size() - 1)));
 
@@ -127,10 +124,8 @@ TEST_F(Catalogue, ADamagedFileIsReadPastItsEnd) {
   int sound = 0;
   for (int round = 0; round < 300; ++round) {
     std::string file = whole;
-    for (int i = 0; i < 4; ++i) {
-      const std::size_t end = round % 2 ? file.size() : 64;  // half of them near the sizes
-      file[random() % end] = static_cast<char>(random());
-    }
+    for (int i = 0; i < 4; ++i)  // half of the rounds near the sizes
+      file[random() % (round % 2 ? file.size() : 64)] = static_cast<char>(random());
     file.resize(file.size() - random() % 3);
     if (!is_sound(file)) continue;
     ++sound;

@@ -36,6 +36,10 @@ const struct {
     {{"AMX-FP16"}, {14, 3, 3, 5, 7, 9, 10, 12, 14, 15, 16}},
     {{"hybrid without AVX-512"}, {15, 3, 3, 5, 15, 15, 15, 15, 15, 15, 15}}};
 
+Processor processor_of(const char* name) {
+  return read_processor(test::play(test::recorded(name)));
+}
+
 std::vector<int> ids(const MessageList& list) {
   return {list.ids.begin(), list.ids.begin() + list.count};
 }
@@ -59,7 +63,7 @@ TEST(CpuDispatch, AProcessorUnderACeilingGetsAnotherPath) {
     for (const char* name : row.processors)
       for (std::size_t i = 0; i < std::size(ceilings); ++i) {
         SCOPED_TRACE(std::string(name) + " under '" + ceilings[i] + "'");
-        const Processor processor = read_processor(test::play(test::recorded(name)));
+        const Processor processor = processor_of(name);
         const int expected = row.fine[row.fine.size() == 1 ? 0 : i];
         const Ceiling ceiling = ceiling_of(processor, ceilings[i]);
         const FineDetection found = detect_fine(processor, ceiling.flags);
@@ -75,47 +79,42 @@ TEST(CpuDispatch, AProcessorUnderACeilingGetsAnotherPath) {
 }
 
 TEST(CpuDispatch, AFixedBranchFollowsTheProcessorOrTheWrongLevel) {
-  const Processor processor = read_processor(test::play(test::recorded("AVX-512 FP16")));
-  const auto chosen = [&](int branch, const char* ceiling) {
-    const Dispatch path = choose_code_path(processor, ceiling_of(processor, ceiling), branch);
-    EXPECT_EQ(path.failure_code, 0);
-    const std::vector<int> messages = ids(path.messages);
-    EXPECT_EQ(messages, messages.empty() ? std::vector<int>() : std::vector{1222});
-    return std::vector{path.dispatched, path.vector_math, static_cast<int>(messages.size())};
-  };
+  const Processor processor = processor_of("AVX-512 FP16");
   // A level number below the type number, and one of 4 and 7, hands the choice back: AVX512 is level 4.
   const struct {
     int branch;
     const char* ceiling;
-    std::vector<int> chosen;  // code path, vector-math path, warnings
-  } rows[] = {{3, "", {0, 2, 0}},          {4, "", {0, 0, 0}},       {7, "", {0, 0, 0}},
-              {8, "", {3, 5, 0}},          {9, "", {3, 5, 0}},       {10, "", {5, 7, 0}},
-              {12, "", {7, 9, 0}},         {14, "", {7, 9, 0}},      {0, "", {7, 9, 1}},
-              {11, "", {7, 9, 1}},         {0xFFFF, "", {7, 9, 1}},  {13, "AVX2", {5, 7, 1}},
-              {10, "AVX512", {7, 9, 0}},   {8, "AVX512", {3, 5, 0}}, {10, "SSE4_2", {5, 7, 0}},
-              {12, "AVX2", {7, 9, 0}},     {3, "SSE4_2", {0, 2, 0}}, {14, "AVX512_E2", {7, 9, 0}},
-              {10, "AVX512_E2", {5, 7, 0}}};
-  for (const auto& row : rows)
-    EXPECT_EQ(chosen(row.branch, row.ceiling), row.chosen) << row.branch << " under " << row.ceiling;
+    int path, vector_math;
+    std::vector<int> messages;
+  } rows[] = {{3, "", 0, 2, {}},          {4, "", 0, 0, {}},          {7, "", 0, 0, {}},
+              {8, "", 3, 5, {}},          {9, "", 3, 5, {}},          {10, "", 5, 7, {}},
+              {12, "", 7, 9, {}},         {14, "", 7, 9, {}},         {0, "", 7, 9, {1222}},
+              {11, "", 7, 9, {1222}},     {0xFFFF, "", 7, 9, {1222}}, {13, "AVX2", 5, 7, {1222}},
+              {10, "AVX512", 7, 9, {}},   {8, "AVX512", 3, 5, {}},    {10, "SSE4_2", 5, 7, {}},
+              {12, "AVX2", 7, 9, {}},     {3, "SSE4_2", 0, 2, {}},    {14, "AVX512_E2", 7, 9, {}},
+              {10, "AVX512_E2", 5, 7, {}}};
+  for (const auto& row : rows) {
+    const Dispatch path = choose_code_path(processor, ceiling_of(processor, row.ceiling), row.branch);
+    EXPECT_EQ(std::pair(path.dispatched, path.vector_math), std::pair(row.path, row.vector_math))
+        << row.branch;
+    EXPECT_EQ(ids(path.messages), row.messages) << row.branch << " under " << row.ceiling;
+  }
   // Where level 4 counts, it asks for AVX, and fine detection may then find less than the branch asked for.
-  const Processor hidden = read_processor(test::play(test::recorded("hypervisor hides XSAVE")));
-  EXPECT_EQ(choose_code_path(hidden, {4, 0}, 10).dispatched, 5);
-  const Processor no_group = read_processor(test::play(test::recorded("AVX2 without LZCNT")));
-  EXPECT_EQ(choose_code_path(no_group, {4, 0}, 10).dispatched, 3);
+  EXPECT_EQ(choose_code_path(processor_of("hypervisor hides XSAVE"), {4, 0}, 10).dispatched, 5);
+  EXPECT_EQ(choose_code_path(processor_of("AVX2 without LZCNT"), {4, 0}, 10).dispatched, 3);
   // Level 7 counts below the ceiling of branch 14, which is 9, and not below that of branch 12. The flags in
   // force are of another level here, as after a call of the program, so the two ways part.
   const LevelFlags avx2_only = ceiling_of(processor, "AVX2").flags;
   EXPECT_EQ(choose_code_path(processor, {7, avx2_only}, 14).dispatched, 5);
   EXPECT_EQ(choose_code_path(processor, {7, avx2_only}, 12).dispatched, 7);
-  const Processor no_avx512 = read_processor(test::play(test::recorded("AVX2")));
-  EXPECT_EQ(choose_code_path(no_avx512, {7, 0}, 14).dispatched, 7);
+  EXPECT_EQ(choose_code_path(processor_of("AVX2"), {7, 0}, 14).dispatched, 7);
 }
 
 TEST(CpuDispatch, ANearMissNamesALevelOrOneOutsideTheTableIsApplied) {
   for (const char* text : {"avx2", "AVX2 ", " AVX2", "AVX512_E", "AVX512_E6", "AVX512_HCX", "2"})
     EXPECT_EQ(parse_enable_instructions(text), -1) << text;
   EXPECT_EQ(parse_enable_instructions(std::string_view("AVX2\0", 5)), -1);
-  const Processor processor = read_processor(test::play(test::recorded("AMX-FP16")));
+  const Processor processor = processor_of("AMX-FP16");
   for (const int level : {-1, 3, 5, 12, 1 << 30})
     EXPECT_FALSE(ceiling_for_level(processor, level).accepted) << level;
   // Level 8 leaves a hole at E2.

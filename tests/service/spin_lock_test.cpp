@@ -15,9 +15,8 @@ constexpr int crowd = 56;
 
 template <class Body>
 void in_crowd(int threads, Body body) {
-  std::vector<std::thread> team;
+  std::vector<std::jthread> team;
   for (int t = 0; t < threads; ++t) team.emplace_back(body, t);
-  for (std::thread& thread : team) thread.join();
 }
 
 }  // namespace
@@ -27,11 +26,10 @@ TEST(SpinLock, AnUpdateUnderTheLockIsLost) {
   long counter = 0, taken_at_once = 0;  // plain: the lock alone protects them
   in_crowd(crowd, [&](int) {
     for (int i = 0; i < 200; ++i) {
-      if (vex_serv_trylock(&word)) {
+      if (vex_serv_trylock(&word))
         ++taken_at_once;
-      } else {
+      else
         vex_serv_lock(&word);
-      }
       ++counter;
       if (i % 50 == 0) vex_serv_thread_yield();  // lose the processor while holding the lock
       vex_serv_unlock(&word);
