@@ -8,18 +8,11 @@
 #include <random>
 #include <vector>
 
-#include "lapack/task_callbacks.h"
-#include "lapack/thread_team.h"
+#include "tests/lapack/team_run.h"
 
 namespace {
 
 using namespace vex::lapack;
-
-struct Scenario {
-  vex_int threads, panels, last_diagonal, depth, hints;
-  vex_int p0, p11, p1, p12;
-  vex_int fail_at = -1;  // the panel that reports failure
-};
 
 // What has been done to each block column, and what a task may rely on.
 class Ledger {
@@ -56,8 +49,7 @@ class Ledger {
   }
 
   void expect_complete() const {
-    for (std::size_t j = 0; j < size_; ++j)
-      EXPECT_EQ(applied_[j], std::min(static_cast<vex_int>(j), run_.last_diagonal + 1)) << "column " << j;
+    for (std::size_t j = 0; j < size_; ++j) EXPECT_EQ(applied_[j], run_.updates(j)) << "column " << j;
   }
 
  private:
@@ -69,19 +61,9 @@ class Ledger {
 
 // Runs to the end, or to the failure; says so when no team can go on.
 void run_to_the_end(const Scenario& run, unsigned seed) {
-  SCOPED_TRACE(testing::Message() << "P " << run.threads << " N " << run.panels << " L " << run.last_diagonal
-                                  << " depth " << run.depth << " hints " << run.hints << " teams " << run.p0
-                                  << ' ' << run.p11 << ' ' << run.p1 << ' ' << run.p12 << " fails "
-                                  << run.fail_at);
-  const vex_int size = find_nthr_sub_team(run.threads, run.p0, run.p11, run.p1, run.p12);
-  ThreadTeamContext ctx;
-  TaskGraph dag;
-  ASSERT_EQ(0,
-            vex_lapack_thread_team_ctxt_init(
-                &ctx, run.threads, size, thread_team_ctxt_get_task_callback, thread_team_ctxt_commit_callback,
-                run.hints & hint_bind_columns ? thread_team_ctxt_thread_for_task_hint : nullptr));
-  ASSERT_EQ(0, vex_lapack_cdag1d_team_init(&dag, run.panels, run.last_diagonal, ctx.groups, run.depth, run.p0,
-                                           run.p11, run.p1, run.p12, run.hints, 0.5));
+  SCOPED_TRACE(testing::PrintToString(run));
+  TeamRun teams(run);
+  auto& [size, ctx, dag] = teams;
   std::vector<TeamTask> records(static_cast<std::size_t>(ctx.groups), TeamTask{&dag, {}});
   TaskSource source{&dag, records.data(), sizeof(TeamTask)};
   Ledger ledger(run);
@@ -97,8 +79,8 @@ void run_to_the_end(const Scenario& run, unsigned seed) {
       std::vector<vex_int> team(static_cast<std::size_t>(ctx.group[first].groups_in_team), -1);
       for (vex_int g = 0; g < ctx.groups; ++g) {
         const ThreadGroup& group = ctx.group[g];
-        if (group.state != GroupState::assigned || group.master != first * size || group.record == nullptr)
-          continue;
+        const bool assigned = group.state == GroupState::assigned && group.record != nullptr;
+        if (!assigned || group.master != first * size) continue;
         EXPECT_FALSE(taken[static_cast<std::size_t>(g)]++) << "group " << g << " in two teams";
         ASSERT_LT(group.rank, static_cast<vex_int>(team.size()));
         team[static_cast<std::size_t>(group.rank)] = g;
@@ -134,23 +116,17 @@ void run_to_the_end(const Scenario& run, unsigned seed) {
     working.pop_back();
   }
   if (run.fail_at < 0) ledger.expect_complete();
-  vex_lapack_cdag1d_destroy(&dag);
-  vex_lapack_thread_team_ctxt_destroy(&ctx);
 }
 
 TEST(TaskGraph, EveryUpdateOnceInOrderByOneTeamAndTheRunEnds) {
   std::mt19937 random(1);
   const auto pick = [&](const std::vector<vex_int>& from) { return from[random() % from.size()]; };
   for (unsigned seed = 1; seed <= 300 && !HasFailure(); ++seed) {
-    Scenario run{pick({1, 2, 3, 4, 7, 8, 12, 28, 36, 56, 64, 256}),
-                 pick({1, 2, 3, 4, 7, 20, 61}),
-                 0,
-                 pick({0, 2, 3}),
-                 pick({0, hint_reserve_panels, hint_bind_columns}),
-                 1,
-                 1,
-                 1,
-                 1};
+    Scenario run{};
+    run.threads = pick({1, 2, 3, 4, 7, 8, 12, 28, 36, 56, 64, 256});
+    run.panels = pick({1, 2, 3, 4, 7, 20, 61});
+    run.depth = pick({0, 2, 3});
+    run.hints = pick({0, hint_reserve_panels, hint_bind_columns});
     run.last_diagonal = std::max<vex_int>(0, pick({run.panels - 1, run.panels - 2, run.panels / 2, 0}));
     for (vex_int* size : {&run.p0, &run.p11, &run.p1, &run.p12})
       *size = std::min(run.threads, pick({1, 1, 2, 3, 4, 8, 16, 24, 32, 256}));

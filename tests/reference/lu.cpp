@@ -69,7 +69,7 @@ void fill_random(MatrixView a, std::uint64_t seed) {
 ExactLu exact_lu(vex_int m, vex_int n, Pivots kind, std::uint64_t seed) {
   Random random(seed);
   const vex_int diagonal = std::min(m, n);
-  ExactLu lu;
+  ExactLu lu{m, n, {}, {}, {}};
   lu.factors.assign(at(0, n, m), 0.0);
   lu.ipiv.resize(static_cast<std::size_t>(diagonal));
   for (vex_int j = 0; j < n; ++j) {

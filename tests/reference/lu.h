@@ -1,6 +1,7 @@
 // LU problems with known answers, the plain factorization, and componentwise error measures.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -25,10 +26,12 @@ void fill_random(MatrixView a, std::uint64_t seed);
 // A matrix whose factors are short binary fractions: every product and sum of the elimination is exact, in
 // any order and with or without fused operations, so the factors have to come out to the last bit.
 struct ExactLu {
-  std::vector<double> a;        // m x n, leading dimension m
+  vex_int m, n;
+  std::vector<double> a;        // leading dimension m
   std::vector<double> factors;  // L and U as the factorization leaves them
   std::vector<vex_int> ipiv;
   vex_int info = 0;
+  ConstMatrixView matrix() const { return {a.data(), m, n, std::max<vex_int>(1, m)}; }
 };
 
 enum class Pivots {

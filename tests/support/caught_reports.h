@@ -20,6 +20,13 @@ class CaughtReports {
     return reports;
   }
 
+  // The same as "NAME:CODE ", one after the other.
+  static std::string text() {
+    std::string all;
+    for (const auto& [name, code] : list()) all += name + ":" + std::to_string(code) + " ";
+    return all;
+  }
+
  private:
   static void note(const char* name, const vex_int* code, vex_int length) {
     list().emplace_back(std::string(name, static_cast<std::size_t>(static_cast<int>(length))), *code);

@@ -1,12 +1,14 @@
-// A column-major matrix in memory of its own whose every byte outside the m x n elements (before, between
-// columns, behind) holds a pattern, so that a store outside the matrix is seen even where the sanitizers
-// cannot look.
+// A column-major matrix in memory in which a step outside is caught: its last element is the last before an
+// unreadable page, and everything before it and between its columns holds a pattern that is checked
+// afterwards, so that a store outside is seen even where the sanitizers cannot look.
 #pragma once
 
-#include <algorithm>
+#include <sys/mman.h>
+
 #include <bit>
-#include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <random>
 #include <vector>
 
 #include "blas/matrix_view.h"
@@ -15,31 +17,73 @@ namespace vex::test {
 
 class GuardedMatrix {
  public:
-  GuardedMatrix(vex_int rows, vex_int cols, vex_int ld)
-      : rows_(rows), cols_(cols), ld_(ld), memory_(static_cast<std::size_t>(ld * cols + 2 * zone), guard()) {
-    for (vex_int j = 0; j < cols; ++j) std::fill_n(view().col(j), rows, 0.0);
+  const vex_int rows, cols, ld;
+
+  // All elements are zero.
+  GuardedMatrix(vex_int m, vex_int n, vex_int leading_dimension)
+      : rows(m), cols(n), ld(leading_dimension), count_(m > 0 && n > 0 ? (n - 1) * ld + m : 0) {
+    bytes_ = (static_cast<std::size_t>(count_) * sizeof(double) + page - 1) / page * page + page;
+    void* const block =
+        mmap(nullptr, bytes_ + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    block_ = {static_cast<char*>(block), Unmap{bytes_ + page}};
+    mprotect(block_.get() + bytes_, page, PROT_NONE);
+    std::fill(first(), data() + count_, pattern);
+    fill(0.0);
+  }
+  explicit GuardedMatrix(ConstMatrixView source, vex_int gap = 0)
+      : GuardedMatrix(source.rows, source.cols, std::max<vex_int>(1, source.rows) + gap) {
+    for (vex_int j = 0; j < cols; ++j) std::copy_n(source.col(j), rows, view().col(j));
   }
 
-  MatrixView view() { return {memory_.data() + zone, rows_, cols_, ld_}; }
+  double* data() { return reinterpret_cast<double*>(block_.get() + bytes_) - count_; }
+  const double* data() const { return reinterpret_cast<const double*>(block_.get() + bytes_) - count_; }
+  MatrixView view() { return {data(), rows, cols, ld}; }
+  ConstMatrixView view() const { return {data(), rows, cols, ld}; }
   double& operator()(vex_int i, vex_int j) { return view()(i, j); }
+  double operator()(vex_int i, vex_int j) const { return view()(i, j); }
+
+  template <typename Value>
+  void fill_by(Value value) {
+    for (vex_int j = 0; j < cols; ++j)
+      for (vex_int i = 0; i < rows; ++i) (*this)(i, j) = value(i, j);
+  }
+  void fill(double value) {
+    fill_by([=](vex_int, vex_int) { return value; });
+  }
+  void fill(std::mt19937_64& random) {
+    std::uniform_real_distribution<double> value(-1, 1);
+    fill_by([&](vex_int, vex_int) { return value(random); });
+  }
+
+  // Column by column, without what lies between.
+  std::vector<double> values() const {
+    std::vector<double> all;
+    for (vex_int j = 0; j < cols; ++j) all.insert(all.end(), view().col(j), view().col(j) + rows);
+    return all;
+  }
 
   bool guards_intact() const {
-    for (std::size_t at = 0; at < memory_.size(); ++at) {
-      const vex_int inner = static_cast<vex_int>(at) - zone;
-      const bool element = inner >= 0 && inner < ld_ * cols_ && inner % ld_ < rows_;
-      if (!element && std::bit_cast<std::uint64_t>(memory_[at]) != guard_bits) return false;
-    }
+    const double* const elements = data();
+    for (const double* at = first(); at < elements + count_; ++at)
+      if ((at < elements || (at - elements) % ld >= rows) &&
+          std::bit_cast<std::uint64_t>(*at) != std::bit_cast<std::uint64_t>(pattern))
+        return false;
     return true;
   }
 
  private:
-  static constexpr vex_int zone = 16;
-  static constexpr std::uint64_t guard_bits =
-      0x7ff8'5afe'5afe'5afe;  // a quiet NaN that poisons what reads it
-  static double guard() { return std::bit_cast<double>(guard_bits); }
+  struct Unmap {
+    std::size_t bytes;
+    void operator()(char* block) const { munmap(block, bytes); }
+  };
+  double* first() const { return reinterpret_cast<double*>(block_.get()); }
 
-  vex_int rows_, cols_, ld_;
-  std::vector<double> memory_;
+  static constexpr std::size_t page = 4096;
+  // A quiet NaN that arithmetic does not produce, and that poisons what reads it.
+  static constexpr double pattern = std::bit_cast<double>(std::uint64_t{0x7ff8'dead'0bad'beef});
+  vex_int count_;
+  std::size_t bytes_;
+  std::unique_ptr<char, Unmap> block_{nullptr, Unmap{0}};
 };
 
 }  // namespace vex::test
