@@ -2,7 +2,6 @@
 // path.
 #include <gtest/gtest.h>
 
-#include <array>
 #include <set>
 #include <string>
 
@@ -19,22 +18,23 @@ namespace {
 using namespace blas;
 
 TEST(Threads, CountForAWorkEstimateOffTheRule) {
-  const auto count = [](int path, int maximum, vex_int m, vex_int n, vex_int k) {
-    ThreadState state{path, maximum, 0};
-    thread_checker(m, n, k, &state);
-    return state.chosen;
-  };
-  EXPECT_EQ(count(5, 8, 20, 20, 20), 1);  // 1000 units of work
-  EXPECT_EQ(count(5, 4, 40, 40, 40), 4);  // 8000
-  EXPECT_EQ(count(7, 4, 40, 40, 40), 1);  // 4000: even four threads do not pay (3 x 4000 = 4 x 3000)
-  EXPECT_EQ(count(7, 4, 41, 40, 40), 4);
-  EXPECT_EQ(count(5, 1, 1000, 1000, 1000), 1);
-  EXPECT_EQ(count(5, 8, 1000, 1000, 1000), 8);
-  EXPECT_EQ(count(5, 8, 64, 32, 32), 4);  // 8192: seven eighths of it is less than 8 teams' cost, 3/4 is more
-  EXPECT_EQ(count(6, 8, 32, 60, 32), 1);
-  EXPECT_EQ(count(6, 8, 128, 112, 16), 1);
-  EXPECT_EQ(count(6, 8, 10, 10, 60), 8);  // little work, but deep
-  EXPECT_EQ(count(6, 8, 500, 500, 500), 8);
+  constexpr struct {
+    int path, maximum;
+    vex_int m, n, k;
+    int chosen;
+  } cases[] = {
+      {5, 8, 20, 20, 20, 1},  // 1000 units of work
+      {5, 4, 40, 40, 40, 4},  // 8000
+      {7, 4, 40, 40, 40, 1},  // 4000: even four threads do not pay (3 x 4000 = 4 x 3000)
+      {7, 4, 41, 40, 40, 4},   {5, 1, 1000, 1000, 1000, 1}, {5, 8, 1000, 1000, 1000, 8},
+      {5, 8, 64, 32, 32, 4},  // 8192: seven eighths of it is less than 8 teams' cost, 3/4 is more
+      {6, 8, 32, 60, 32, 1},   {6, 8, 128, 112, 16, 1},     {6, 8, 10, 10, 60, 8},  // little work, but deep
+      {6, 8, 500, 500, 500, 8}};
+  for (const auto& c : cases) {
+    ThreadState state{c.path, c.maximum, 0};
+    thread_checker(c.m, c.n, c.k, &state);
+    EXPECT_EQ(state.chosen, c.chosen) << c.path << ": " << c.m << 'x' << c.n << 'x' << c.k;
+  }
 }
 
 TEST(Threads, GridDoesNotMultiplyUpToTheThreads) {
@@ -98,12 +98,6 @@ TEST(Threads, SharesOverlapOrLeaveGaps) {
           }
           ASSERT_EQ(end, extent) << static_cast<int>(mode) << ' ' << extent << ' ' << parts << ' ' << granule;
         }
-  const std::array<Share, 4> even{{{0, 3}, {3, 3}, {6, 2}, {8, 2}}};
-  for (vex_int part = 0; part < 4; ++part) {
-    const Share share = share_1d(10, {part, 4, 0, ShareMode::even, 1});
-    EXPECT_EQ(share.start, even[static_cast<std::size_t>(part)].start);
-    EXPECT_EQ(share.length, even[static_cast<std::size_t>(part)].length);
-  }
 }
 
 template <typename P>
@@ -120,15 +114,14 @@ engine::BufferRecord blocks(vex_int m, vex_int n, vex_int k, bool triangular = f
 TEST(Blocks, SizesOffTheirFormulas) {
   using A = avx2::Constants;
   using B = avx512::Constants;
-  const struct {
-    vex_int k, avx2, avx512, triangular;
-  } depths[] = {{1, 128, 128, 128},   {100, 128, 128, 128}, {256, 256, 256, 256}, {257, 129, 257, 128},
-                {300, 150, 300, 150}, {301, 151, 301, 150}, {383, 192, 383, 191}, {384, 192, 384, 192},
-                {385, 192, 193, 192}, {767, 192, 384, 192}, {768, 192, 384, 192}, {5000, 192, 384, 192}};
-  for (const auto& d : depths) {
-    EXPECT_EQ(blocks<A>(50, 50, d.k).kc, d.avx2) << d.k;
-    EXPECT_EQ(blocks<B>(50, 50, d.k).kc, d.avx512) << d.k;
-    EXPECT_EQ(blocks<A>(50, 50, d.k, true).kc, d.triangular) << d.k;
+  constexpr vex_int depths[][4] = {// k, then the depth of a slice for AVX2, AVX-512 and triangles
+                                   {1, 128, 128, 128},   {256, 256, 256, 256}, {257, 129, 257, 128},
+                                   {301, 151, 301, 150}, {383, 192, 383, 191}, {384, 192, 384, 192},
+                                   {385, 192, 193, 192}, {767, 192, 384, 192}, {768, 192, 384, 192}};
+  for (const auto& [k, narrow, wide, triangular] : depths) {
+    EXPECT_EQ(blocks<A>(50, 50, k).kc, narrow) << k;
+    EXPECT_EQ(blocks<B>(50, 50, k).kc, wide) << k;
+    EXPECT_EQ(blocks<A>(50, 50, k, true).kc, triangular) << k;
   }
   EXPECT_EQ(blocks<A>(7, 1, 1).mc, 12);
   EXPECT_EQ(blocks<A>(10000, 1, 1).mc, 5004);
@@ -137,18 +130,6 @@ TEST(Blocks, SizesOffTheirFormulas) {
   EXPECT_EQ(blocks<A>(1, 30, 48).nc, 32);
   EXPECT_EQ(blocks<A>(1, 500, 48).nc, 192);
   EXPECT_EQ(blocks<A>(1, 500, 40, true).nc, 128);
-}
-
-TEST(Blocks, StrategyNotBroughtToWhatTheKernelsRun) {
-  engine::StrategyRecord strategy;
-  engine::initialize_strategy<avx2::Constants>(&strategy);
-  EXPECT_EQ(strategy.check(&strategy), 0);
-  EXPECT_EQ(strategy.check(&strategy), 1);
-  EXPECT_EQ(strategy.copy_mode, engine::copy_both);
-  strategy.copy_mode = engine::copy_none;
-  EXPECT_EQ(strategy.check(&strategy), 0);
-  EXPECT_EQ(strategy.mr, 8);
-  EXPECT_EQ(strategy.nr, 6);
 }
 
 TEST(Blocks, PackedAreaMisplacedOrOutsideItsBlock) {

@@ -5,47 +5,45 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <random>
 #include <vector>
 
 #include "blas/blas.h"
 #include "service/buffer_cache.h"
 #include "service/platform.h"
+#include "tests/blas/kernels.h"
 
+namespace vex::test {
 namespace {
 
-using namespace vex;
-using namespace vex::blas;
+using namespace blas;
 
 constexpr vex_int m = 131, n = 19, k = 37, factors = 7, team_size = 3;
 
-struct Matrix {
-  Matrix(vex_int height, vex_int width, unsigned seed)
-      : rows(height), cols(width), data(static_cast<std::size_t>(height * width)) {
-    for (double& value : data)
-      value = static_cast<double>((seed = seed * 1103515245u + 12345u) >> 16) * 0x1p-15 - 1;
-  }
-  MatrixView view() { return {data.data(), rows, cols, rows}; }
-  vex_int rows, cols;
-  std::vector<double> data;
-};
+Matrix random_matrix(vex_int rows, vex_int cols, std::uint64_t seed) {
+  std::mt19937_64 random(seed);
+  Matrix matrix(rows, cols, rows);
+  matrix.fill(random);
+  return matrix;
+}
 
 int call(TeamStage stage, TeamRank rank, service::CounterBarrier& barrier, FactorCopies*& state,
          vex_int factor, const Matrix& a, const Matrix& b, Matrix& c, double beta = 1) {
   const TeamCall call{stage, rank, &barrier, &state, 2, factors, factor};
   const double minus_one = -1;
-  return vex_blas_xdgemm_internal_team("N", "n", &m, &n, &k, &minus_one, a.data.data(), &m, b.data.data(), &k,
-                                       &beta, c.data.data(), &m, &call);
+  return vex_blas_xdgemm_internal_team("N", "n", &m, &n, &k, &minus_one, a.data(), &m, b.data(), &k, &beta,
+                                       c.data(), &m, &call);
 }
 
 TEST(InternalTeam, ProductsOfSeveralTeamsHaveTheBitsOfOneThread) {
   // Factor i has factors - 1 - i products; team 0 walks the factors upwards, team 1 lags behind on the rest.
   std::vector<Matrix> a, b, c, expected;
   for (unsigned i = 0; i < factors; ++i) {
-    a.emplace_back(m, k, i);
-    b.emplace_back(k, n, 50 + i);
+    a.push_back(random_matrix(m, k, i));
+    b.push_back(random_matrix(k, n, 50 + i));
     for (unsigned product = 0; product < factors - 1 - i; ++product) {
-      c.emplace_back(m, n, 100 + product);
-      expected.push_back(c.back());
+      c.push_back(random_matrix(m, n, 100 + product));
+      expected.push_back(random_matrix(m, n, 100 + product));
       xgemm(Trans::no, Trans::no, -1.0, a[i].view(), b[i].view(), 1.0, expected.back().view());
     }
   }
@@ -67,7 +65,8 @@ TEST(InternalTeam, ProductsOfSeveralTeamsHaveTheBitsOfOneThread) {
   }
   call(TeamStage::finish, {0, 1}, barrier[0], state, 0, a[0], b[0], c[0]);
   EXPECT_EQ(state, nullptr);
-  for (std::size_t i = 0; i < c.size(); ++i) EXPECT_TRUE(c[i].data == expected[i].data) << "product " << i;
+  for (std::size_t i = 0; i < c.size(); ++i)
+    EXPECT_EQ(c[i].values(), expected[i].values()) << "product " << i;
 }
 
 TEST(InternalTeam, StartWithoutMemoryLeavesNoState) {
@@ -77,10 +76,11 @@ TEST(InternalTeam, StartWithoutMemoryLeavesNoState) {
   service::set_platform(&failing);
   FactorCopies* state = nullptr;
   service::CounterBarrier barrier;
-  Matrix a(m, k, 1), b(k, n, 2), c(m, n, 3);
+  Matrix a(m, k, m), b(k, n, k), c(m, n, m);
   EXPECT_NE(0, call(TeamStage::start, {0, 1}, barrier, state, 0, a, b, c));
   service::set_platform(nullptr);
   EXPECT_EQ(state, nullptr);
 }
 
 }  // namespace
+}  // namespace vex::test

@@ -4,12 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <ostream>
 #include <random>
 #include <vector>
 
 #include "blas/paths.h"
-#include "tests/support/guarded.h"
+#include "tests/support/guarded_matrix.h"
 
 namespace vex::test {
 
@@ -34,26 +35,18 @@ inline void PrintTo(const PathRoutines& path, std::ostream* out) {
 
 const std::vector<PathRoutines>& runnable_paths();
 
-// A column-major matrix whose last element is followed by an unreadable page. Rows beyond `rows` in each
-// column keep the guard pattern.
-class Matrix {
- public:
-  Matrix(vex_int rows, vex_int cols, vex_int ld);
-  void fill(std::mt19937_64& random);
-  void fill(double value);
-  double* data() { return memory_.data(); }
-  const double* data() const { return memory_.data(); }
-  double& operator()(vex_int i, vex_int j) { return memory_.data()[i + j * ld]; }
-  double operator()(vex_int i, vex_int j) const { return memory_.data()[i + j * ld]; }
-  // Whether nothing but the rows x cols elements has been written.
-  bool surroundings_untouched() const;
-  std::vector<double> values() const;
+using Matrix = GuardedMatrix;
 
-  const vex_int rows, cols, ld;
-
- private:
-  GuardedDoubles memory_;
-};
+// A well-conditioned triangle: small elements off the diagonal. The other triangle, and a unit diagonal, are
+// NaN: they must not be looked at.
+inline void fill_triangle(Matrix& a, char uplo, char diag, std::mt19937_64& random) {
+  std::uniform_real_distribution<double> small(-1, 1), diagonal(1, 2);
+  a.fill_by([&](vex_int i, vex_int j) {
+    if (i == j && diag == 'N') return diagonal(random);
+    const bool inside = uplo == 'L' ? i > j : i < j;
+    return inside ? small(random) / static_cast<double>(a.rows) : std::numeric_limits<double>::quiet_NaN();
+  });
+}
 
 // A test that runs once for every runnable path.
 class EveryPath : public testing::TestWithParam<PathRoutines> {};

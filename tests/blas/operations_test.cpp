@@ -29,12 +29,11 @@ struct Operation {
 std::vector<Operation> operations() {
   std::vector<Operation> all;
   for (char trans : {'N', 'T'})
-    for (char trans_b : {'N', 'C'}) {
+    for (char trans_b : {'N', 'C'})
       for (bool prepacked : {false, true}) {
         all.push_back({op_gemm, 'L', 'L', trans, trans_b, 'N', prepacked});
         for (char uplo : {'L', 'U'}) all.push_back({op_gemmt, 'L', uplo, trans, trans_b, 'N', prepacked});
       }
-    }
   for (char uplo : {'L', 'U'}) {
     for (char side : {'L', 'R'}) {
       all.push_back({op_symm, side, uplo});
@@ -91,9 +90,9 @@ struct Problem {
   }
 
   void hide(Matrix& x) const {
-    for (vex_int j = 0; j < x.cols; ++j)
-      for (vex_int i = 0; i < x.rows; ++i)
-        if ((o.uplo == 'L' ? i < j : i > j) || (i == j && o.diag == 'U')) x(i, j) = nan;
+    x.fill_by([&](vex_int i, vex_int j) {
+      return (o.uplo == 'L' ? i < j : i > j) || (i == j && o.diag == 'U') ? nan : x(i, j);
+    });
   }
 
   int run(const PathEngine& path) {
@@ -111,11 +110,11 @@ struct Problem {
 
   // The matrix without padding, the hidden triangle filled in when it is special.
   std::vector<double> full(const Matrix& x, bool special) const {
-    std::vector<double> values;
-    for (vex_int j = 0; j < x.cols; ++j)
-      for (vex_int i = 0; i < x.rows; ++i)
-        values.push_back(special && (o.uplo == 'L' ? i < j : i > j) ? x(j, i) : x(i, j));
-    return values;
+    Matrix whole(x.view());
+    if (special)
+      whole.fill_by(
+          [&](vex_int i, vex_int j) { return (o.uplo == 'L' ? i < j : i > j) ? x(j, i) : x(i, j); });
+    return whole.values();
   }
 
   // The answer from the operands as they stand.
@@ -174,8 +173,7 @@ void check_against_reference(const PathEngine& path, Problem&& x) {
                                   : same(x.c(i, j), before[static_cast<std::size_t>(i + j * x.m)]))
           << text(x.o) << ' ' << x.m << 'x' << x.n << 'x' << x.k << " alpha " << x.request.alpha << " beta "
           << x.request.beta << " at " << i << ',' << j << ": " << x.c(i, j) << " for " << answer.at(i, j);
-  ASSERT_TRUE(x.c.surroundings_untouched() && x.a.surroundings_untouched() && x.b.surroundings_untouched())
-      << text(x.o);
+  ASSERT_TRUE(x.c.guards_intact() && x.a.guards_intact() && x.b.guards_intact()) << text(x.o);
 }
 
 class Operations : public EveryPath {

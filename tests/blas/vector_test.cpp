@@ -1,12 +1,13 @@
 // Vector routines, matrix-vector products and the rank-1 update on every code path, and their thread rules.
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "blas/blas.h"
 #include "blas/vector_threads.h"
-#include "service/thread_count.h"
 #include "tests/blas/kernels.h"
 #include "tests/reference/dense.h"
+#include "tests/support/thread_limit.h"
 
 namespace vex::test {
 namespace {
@@ -14,37 +15,20 @@ namespace {
 constexpr double eps = std::numeric_limits<double>::epsilon();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-// n elements in guarded memory, `increment` apart, as the standard routines address them.
-class Vector {
- public:
+// n random elements in guarded memory, `increment` apart, as the standard routines address them: a matrix of
+// one row.
+struct Vector : Matrix {
   Vector(vex_int n, vex_int increment, std::mt19937_64& random)
-      : n_(n),
-        inc(increment),
-        memory_(n > 0 ? static_cast<std::size_t>((n - 1) * std::abs(increment) + 1) : 0) {
-    std::uniform_real_distribution<double> value(-1, 1);
-    for (vex_int i = 0; i < n; ++i) (*this)[i] = value(random);
+      : Matrix(1, n, std::abs(increment)), inc(increment) {
+    fill(random);
   }
-  double* data() { return memory_.data(); }
-  double& operator[](vex_int i) { return memory_.data()[inc < 0 ? (i - n_ + 1) * inc : i * inc]; }
-  std::vector<double> values() {
-    std::vector<double> all;
-    for (vex_int i = 0; i < n_; ++i) all.push_back((*this)[i]);
+  double& operator[](vex_int i) { return (*this)(0, inc < 0 ? cols - 1 - i : i); }
+  std::vector<double> values() const {
+    std::vector<double> all = Matrix::values();
+    if (inc < 0) std::ranges::reverse(all);
     return all;
   }
-  bool gaps_untouched() const {
-    for (std::size_t i = 0; i < memory_.size(); ++i)
-      if (i % static_cast<std::size_t>(std::abs(inc)) != 0 && !memory_.untouched(i)) return false;
-    return memory_.front_untouched();
-  }
-
- private:
-  vex_int n_;
-
- public:
   const vex_int inc;
-
- private:
-  GuardedDoubles memory_;
 };
 
 class Vectors : public EveryPath {};
@@ -91,8 +75,7 @@ TEST_P(Vectors, StrideOrLengthMishandled) {
         const double alpha = -1.5;
         GetParam().scal(&n, &alpha, x.data(), &incx);
         for (vex_int i = 0; i < n; ++i)
-          ASSERT_EQ(x[i],
-                    incx > 0 ? alpha * ys[static_cast<std::size_t>(i)] : ys[static_cast<std::size_t>(i)]);
+          ASSERT_EQ(x[i], (incx > 0 ? alpha : 1) * ys[static_cast<std::size_t>(i)]);
         long double sum = 0, size = 0;
         for (vex_int i = 0; i < n; ++i) {
           sum += static_cast<long double>(x[i]) * y[i];
@@ -100,7 +83,7 @@ TEST_P(Vectors, StrideOrLengthMishandled) {
         }
         ASSERT_LE(std::fabs(GetParam().dot(&n, x.data(), &incx, y.data(), &incy) - sum),
                   static_cast<double>(n) * eps * size);
-        ASSERT_TRUE(x.gaps_untouched() && y.gaps_untouched());
+        ASSERT_TRUE(x.guards_intact() && y.guards_intact());
       }
 }
 
@@ -130,7 +113,7 @@ TEST_P(Vectors, MatrixVectorProductOrRankOneUpdateWrong) {
               ASSERT_LE(std::fabs(y[i] - answer.at(i, 0)),
                         static_cast<double>(columns + 4) * eps * answer.size_at(i, 0))
                   << trans << m << 'x' << n;
-            ASSERT_TRUE(y.gaps_untouched() && a.surroundings_untouched());
+            ASSERT_TRUE(y.guards_intact() && a.guards_intact());
             if (turned || beta != 1) continue;
             Vector u(m, inc, random), v(n, -inc, random);
             const std::vector<double> us = u.values(), vs = v.values();
@@ -140,7 +123,7 @@ TEST_P(Vectors, MatrixVectorProductOrRankOneUpdateWrong) {
             for (vex_int j = 0; j < n; ++j)
               for (vex_int i = 0; i < m; ++i)
                 ASSERT_LE(std::fabs(a(i, j) - updated.at(i, j)), 4 * eps * updated.size_at(i, j));
-            ASSERT_TRUE(a.surroundings_untouched());
+            ASSERT_TRUE(a.guards_intact());
           }
 }
 
@@ -152,12 +135,7 @@ TEST_P(Vectors, SingleRightHandSideSolvedWrong) {
         for (char trans : {'N', 'T'})
           for (char diag : {'N', 'U'}) {
             Matrix a(n, n, n + 1);
-            a.fill(random);
-            for (vex_int j = 0; j < n; ++j)
-              for (vex_int i = 0; i < n; ++i)
-                a(i, j) = i == j                     ? (diag == 'U' ? nan : 1.5 + a(i, j) / 2)
-                          : (i > j) == (uplo == 'L') ? a(i, j) / 8
-                                                     : nan;
+            fill_triangle(a, uplo, diag, random);
             Vector x(n, inc, random);
             if (n == 65 && diag == 'N') {  // an element of the diagonal without a reciprocal
               a(9, 9) = 1e-310;
@@ -172,7 +150,7 @@ TEST_P(Vectors, SingleRightHandSideSolvedWrong) {
               ASSERT_LE(std::fabs(product.at(i, 0) - b[static_cast<std::size_t>(i)]),
                         static_cast<double>(n + 4) * eps * product.size_at(i, 0))
                   << uplo << trans << diag << n;
-            ASSERT_TRUE(x.gaps_untouched());
+            ASSERT_TRUE(x.guards_intact());
           }
 }
 
@@ -184,7 +162,7 @@ TEST(VectorFrontEnd, AnswerDependsOnTheThreadCount) {
   for (vex_int j = 0; j < order; ++j) triangle(j, j) = 40;
   std::vector<double> right_side(static_cast<std::size_t>(order), 1.0), solution[2];
   for (int threads : {1, 2, 3, 8}) {
-    const int before = vex_serv_set_num_threads_local(threads);
+    const ThreadLimit limit(threads);
     Vector x(n, 1, random), y(n, -2, random);
     x[4000] = 7, x[15000] = -7, x[19999] = 7;
     EXPECT_EQ(blas::idamax(n, x.data(), 1), 4001);
@@ -193,7 +171,7 @@ TEST(VectorFrontEnd, AnswerDependsOnTheThreadCount) {
     x[15000] = x[19000] = 0;
     blas::copy(n, x.data(), 1, y.data(), -2);
     EXPECT_EQ(x.values(), y.values());
-    EXPECT_TRUE(y.gaps_untouched());
+    EXPECT_TRUE(y.guards_intact());
     Matrix a(9, 300, 9);
     a.fill(1.0);
     blas::ger(2, x.data(), 1, y.data(), -2, {a.data(), 9, 300, 9});
@@ -207,7 +185,6 @@ TEST(VectorFrontEnd, AnswerDependsOnTheThreadCount) {
       if (threads == 1) wanted = u;
       EXPECT_EQ(u, wanted) << threads << lower;
     }
-    vex_serv_set_num_threads_local(before);
   }
 }
 
