@@ -2,6 +2,7 @@
 // they refuse, what they trace, and what they do without memory.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cstdint>
 #include <cstdlib>
@@ -35,9 +36,7 @@ template <typename Body>
 std::string reports_of(Body body) {
   const vex::test::CaughtReports caught;
   body();
-  std::string reports;
-  for (const auto& [name, code] : caught.list()) reports += name + ":" + std::to_string(code) + " ";
-  return reports;
+  return caught.text();
 }
 
 std::string address(const void* pointer) {
@@ -65,42 +64,40 @@ TEST(StandardEntries, ASpellingIsAnotherRoutine) {
   EXPECT_EQ(routines.size(), 8u);
 }
 
+template <typename Integer>
+struct Answer {
+  std::vector<double> lu;
+  std::vector<Wide> ipiv;  // four more than there are pivots
+  Wide info;
+  bool operator==(const Answer<Wide>& other) const {
+    return lu == other.lu && ipiv == other.ipiv && info == other.info;
+  }
+  template <typename Routine>
+  Answer(Routine routine, const std::vector<double>& a, Integer m, Integer n, Integer lda) : lu(a) {
+    std::vector<Integer> pivots(static_cast<std::size_t>(std::min(m, n)) + 4, -77);
+    Integer told = 99;
+    routine(&m, &n, lu.data(), &lda, pivots.data(), &told);
+    ipiv.assign(pivots.begin(), pivots.end());
+    info = told;
+  }
+};
+
 TEST(StandardEntries, TheWidthsDisagreeOrWritePivotsBeyondTheLast) {
   const std::pair<int, int> shapes[] = {{0, 0},   {0, 5},   {1, 1},   {16, 16}, {17, 17},
                                         {16, 40}, {40, 17}, {60, 60}, {150, 90}};
-  for (const auto& [m, n] : shapes) {
-    const int lda = std::max(1, m) + 3, count = std::min(m, n);
-    const std::vector<double> a = random_matrix(lda, n);
-    std::vector<double> lu = a, wide_lu = a;
-    std::vector<int> ipiv(static_cast<std::size_t>(count) + 4, -77);
-    std::vector<Wide> wide_ipiv(ipiv.begin(), ipiv.end());
-    int info = 99;
-    const Wide wide_m = m, wide_n = n, wide_lda = lda;
-    Wide wide_info = 99;
-    dgetrf_(&m, &n, lu.data(), &lda, ipiv.data(), &info);
-    dgetrf_64_(&wide_m, &wide_n, wide_lu.data(), &wide_lda, wide_ipiv.data(), &wide_info);
-    EXPECT_EQ(info + wide_info, 0);
-    EXPECT_EQ(lu, wide_lu) << m << " x " << n;
-    EXPECT_EQ(std::vector<Wide>(ipiv.begin(), ipiv.end()), wide_ipiv) << m << " x " << n;
-    for (int i = 0; i < count + 4; ++i) {
-      const int pivot = ipiv[static_cast<std::size_t>(i)];
-      EXPECT_TRUE(i < count ? pivot > i && pivot <= m : pivot == -77) << i;
+  for (const auto& [m, n] : shapes)
+    for (const bool singular : {false, true}) {
+      const int lda = std::max(1, m) + 3, count = std::min(m, n);
+      std::vector<double> a = random_matrix(lda, n);
+      if (singular) std::ranges::fill(a, 1.0);
+      const Answer<int> narrow(dgetrf_, a, m, n, lda);
+      EXPECT_TRUE(narrow == Answer<Wide>(dgetrf_64_, a, m, n, lda)) << m << " x " << n;
+      EXPECT_EQ(narrow.info, singular && count > 1 ? 2 : 0);
+      for (int i = 0; i < count + 4; ++i) {
+        const Wide pivot = narrow.ipiv[static_cast<std::size_t>(i)];
+        EXPECT_TRUE(i < count ? pivot > i && pivot <= m : pivot == -77) << i;
+      }
     }
-  }
-  // A singular matrix: the first zero pivot arrives in both widths.
-  const int n = 40;
-  const Wide wide_n = n;
-  std::vector<double> ones(n * n, 1.0), same = ones;
-  std::vector<int> ipiv(n);
-  std::vector<Wide> wide_ipiv(n);
-  int info = 0;
-  Wide wide_info = 0;
-  DGETRF(&n, &n, ones.data(), &n, ipiv.data(), &info);
-  DGETRF_64(&wide_n, &wide_n, same.data(), &wide_n, wide_ipiv.data(), &wide_info);
-  EXPECT_EQ(info, 2);
-  EXPECT_EQ(wide_info, 2);
-  EXPECT_EQ(std::vector<Wide>(ipiv.begin(), ipiv.end()), wide_ipiv);  // written all the same
-  EXPECT_EQ(ipiv.back(), n);
 }
 
 // Nothing but the arguments up to the wrong one may be looked at, so the rest is null.
@@ -117,13 +114,12 @@ TEST(StandardEntries, ARefusedCallTouchesItsArraysOrReportsAnotherParameter) {
     const Wide m = widen(call.m), n = widen(call.n), lda = widen(call.lda);
     Wide wide_info = 99;
     const std::string told = "DGETRF:" + std::to_string(call.parameter) + " ";
-    EXPECT_EQ(reports_of([&] { DGETRF(call.m, call.n, nullptr, call.lda, nullptr, &info); }), told);
     EXPECT_EQ(reports_of([&] {
+                DGETRF(call.m, call.n, nullptr, call.lda, nullptr, &info);
                 DGETRF_64(&m, call.n ? &n : nullptr, nullptr, call.lda ? &lda : nullptr, nullptr, &wide_info);
               }),
-              told);
-    EXPECT_EQ(info, -call.parameter);
-    EXPECT_EQ(wide_info, -call.parameter);
+              told + told);
+    EXPECT_EQ(info + wide_info, -2 * call.parameter);
   }
 
   const int many = 20;
@@ -179,8 +175,8 @@ TEST(StandardEntries, AConstantIsWrongOrDependsOnCaseWidthOrTracing) {
                                            {'M', DBL_MIN_EXP},     {'U', DBL_MIN},  {'L', DBL_MAX_EXP},
                                            {'O', DBL_MAX},         {'A', 0x1p-340}, {'I', 0x1p340},
                                            {'F', 0x1p-484},        {'X', 0x1p484},  {'T', 98.70149282610821}};
-  for (const bool traced : {false, true}) {
-    const auto result = in_fresh_process([&] {
+  const auto result = in_fresh_process([&] {
+    for (const bool traced : {false, true}) {
       vex_serv_verbose(traced);
       vex_serv_verbose_output_file("/dev/null");
       for (int character = 0; character < 256; ++character) {
@@ -190,10 +186,9 @@ TEST(StandardEntries, AConstantIsWrongOrDependsOnCaseWidthOrTracing) {
         const double value = found == expected.end() ? 0.0 : found->second;
         if (DLAMCH(letter, 1) != value || dlamch_64_(letter, 1) != value) std::printf("%d ", character);
       }
-      std::printf("done");
-    });
-    EXPECT_EQ(result.output, "done") << "wrong characters before";
-  }
+    }
+  });
+  EXPECT_EQ(result.output, "") << "wrong characters";
 }
 
 TEST(StandardEntries, ACallIsTracedWithOtherArgumentsOrNotAtAll) {
@@ -227,13 +222,11 @@ TEST(StandardEntries, ACallIsTracedWithOtherArgumentsOrNotAtAll) {
       "DGETRS_64(?,2,1," + address(a) + ",2," + address(wide_ipiv) + "," + address(b) + ",2,-1)",
       "ILAENV(1,D, ,2,-1,1,2)",
       "ILAENV_64(1,S,U,2,-1,1,2)",
-      "DLAMCH_64(z)",
-  };
+      "DLAMCH_64(z)"};
   const std::vector<std::string> lines = vex::test::lines_of(result.output);
   ASSERT_EQ(lines.size(), 1 + std::size(calls)) << result.output;
   EXPECT_EQ(lines[0].rfind("VEX_VERBOSE VEX 2024.0 Update 2 Patch 1 ", 0), 0u) << lines[0];
   EXPECT_NE(lines[0].find(" lp64 korva_thread"), std::string::npos) << lines[0];
-  for (std::size_t i = 0; i < std::size(calls); ++i) {
+  for (std::size_t i = 0; i < std::size(calls); ++i)
     EXPECT_EQ(lines[i + 1].rfind("VEX_VERBOSE " + calls[i] + " ", 0), 0u) << lines[i + 1];
-  }
 }

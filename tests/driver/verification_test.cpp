@@ -52,7 +52,7 @@ double matrix_norm(const Operands& o) {
 }
 
 TEST(Verification, AgreesWithExtendedPrecisionForEveryThreadCountInTheSameBits) {
-  for (const std::int32_t m : {1, 7, 9, 64, 65, 300}) {
+  for (const std::int32_t m : {1, 7, 9, 64, 65, 300})
     for (const std::int32_t n : {0, 1, 2, 37}) {
       const Operands o = random_operands(m, n, m % 3);
       omp_set_num_threads(1);
@@ -82,7 +82,6 @@ TEST(Verification, AgreesWithExtendedPrecisionForEveryThreadCountInTheSameBits) 
         EXPECT_EQ(vector_norm(o.y), largest) << threads;
       }
     }
-  }
 }
 
 // Wherever it stands: first, last, in a full block or in the rest, beside infinities.

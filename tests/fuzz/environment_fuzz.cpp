@@ -16,23 +16,21 @@
 
 namespace {
 
-constexpr std::array variables = {
-    "VEX_NUM_THREADS",
-    "VEX_NUM_STRIPES",
-    "VEX_DOMAIN_NUM_THREADS",
-    "VEX_DYNAMIC",
-    "OMP_NUM_THREADS",
-    "VEX_MPI_PPN",
-    "K_MPI_NUMBER_OF_MPI_PROCESSES_PER_NODE",
-    "K_MPI_PIN_MAPPING",
-    "OMPI_COMM_WORLD_LOCAL_SIZE",
-    "MPI_LOCALNRANKS",
-    "K_MPI_THREAD_LEVEL",
-    "VEX_CBWR",
-    "VEX_ENABLE_INSTRUCTIONS",
-    "VEX_VERBOSE",
-    "VEX_FAST_MEMORY_LIMIT",
-};
+constexpr std::array variables = {"VEX_NUM_THREADS",
+                                  "VEX_NUM_STRIPES",
+                                  "VEX_DOMAIN_NUM_THREADS",
+                                  "VEX_DYNAMIC",
+                                  "OMP_NUM_THREADS",
+                                  "VEX_MPI_PPN",
+                                  "K_MPI_NUMBER_OF_MPI_PROCESSES_PER_NODE",
+                                  "K_MPI_PIN_MAPPING",
+                                  "OMPI_COMM_WORLD_LOCAL_SIZE",
+                                  "MPI_LOCALNRANKS",
+                                  "K_MPI_THREAD_LEVEL",
+                                  "VEX_CBWR",
+                                  "VEX_ENABLE_INSTRUCTIONS",
+                                  "VEX_VERBOSE",
+                                  "VEX_FAST_MEMORY_LIMIT"};
 
 std::string_view values[variables.size()];
 

@@ -22,6 +22,13 @@ struct ProcessResult {
   int status = -1;     // exit status, or 128 + the signal that ended it
 };
 
+// Waits for the child's end.
+inline int status_of(pid_t child) {
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 // `body` runs in the child with standard output and standard error captured; returning from it is exit status
 // 0.
 inline ProcessResult in_fresh_process(const std::function<void()>& body) {
@@ -36,13 +43,8 @@ inline ProcessResult in_fresh_process(const std::function<void()>& body) {
     std::fflush(nullptr);
     _exit(0);
   }
-  int status = 0;
-  waitpid(child, &status, 0);
-  ProcessResult result;
-  result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  result.output = contents_of(captured[0]);
-  result.errors = contents_of(captured[1]);
-  return result;
+  const int status = status_of(child);
+  return {contents_of(captured[0]), contents_of(captured[1]), status};
 }
 
 }  // namespace vex::test

@@ -19,11 +19,6 @@
 namespace vex::test {
 namespace {
 
-void redirect(int descriptor, std::FILE* file) {
-  std::rewind(file);
-  dup2(fileno(file), descriptor);
-}
-
 // In the child: takes on the environment and the directory of the run and becomes the program.
 [[noreturn]] void become(const ProgramRun& run) {
   for (const auto& [name, value] : run.environment) {
@@ -38,20 +33,9 @@ void redirect(int descriptor, std::FILE* file) {
   _exit(127);
 }
 
-void redirect_output(const ProgramRun& run, std::FILE* captured) {
-  if (run.close_output) {
-    close(STDOUT_FILENO);
-  } else if (!run.output_path.empty()) {
-    dup2(open(run.output_path.c_str(), O_WRONLY), STDOUT_FILENO);
-  } else {
-    dup2(fileno(captured), STDOUT_FILENO);
-  }
-}
-
-int wait_for(pid_t child) {
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+void redirect_output(const ProgramRun& run) {
+  if (!run.output_path.empty()) dup2(open(run.output_path.c_str(), O_WRONLY), STDOUT_FILENO);
+  if (run.close_output) close(STDOUT_FILENO);
 }
 
 // Reads what the terminal's other end has written until it ends with `prompt`; false when the program has
@@ -69,21 +53,14 @@ bool read_until(int terminal, const std::string& prompt, std::string& text) {
 }  // namespace
 
 ProgramResult run_program(const ProgramRun& run) {
-  std::FILE *input = stream_of(run.input), *output = std::tmpfile(), *errors = std::tmpfile();
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    redirect(STDIN_FILENO, input);
+  std::FILE* input = stream_of(run.input);
+  const ProgramResult result = in_fresh_process([&] {
+    dup2(fileno(input), STDIN_FILENO);
     if (run.close_input) close(STDIN_FILENO);
-    redirect_output(run, output);
-    dup2(fileno(errors), STDERR_FILENO);
+    redirect_output(run);
     become(run);
-  }
-  ProgramResult result;
-  result.status = wait_for(child);
+  });
   std::fclose(input);
-  result.output = contents_of(output);
-  result.errors = contents_of(errors);
   return result;
 }
 
@@ -96,7 +73,7 @@ ProgramResult run_at_terminal(const ProgramRun& run, const std::vector<Exchange>
   int terminal = -1;
   const pid_t child = forkpty(&terminal, nullptr, &settings, nullptr);
   if (child == 0) {
-    if (!run.output_is_terminal) redirect_output(run, output);
+    if (!run.output_is_terminal) dup2(fileno(output), STDOUT_FILENO);
     dup2(fileno(errors), STDERR_FILENO);
     become(run);
   }
@@ -107,7 +84,7 @@ ProgramResult run_at_terminal(const ProgramRun& run, const std::vector<Exchange>
     if (alive && write(terminal, exchange.answer.data(), exchange.answer.size()) < 0) alive = false;
   }
   read_until(terminal, "", result.output);
-  result.status = wait_for(child);
+  result.status = status_of(child);
   close(terminal);
   result.output += contents_of(output);
   result.errors = contents_of(errors);

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/fresh_process.h"
+
 namespace vex::test {
 
 struct ProgramRun {
@@ -22,11 +24,7 @@ struct ProgramRun {
   unsigned seconds = 240;          // then it is taken for hung and ended by SIGALRM
 };
 
-struct ProgramResult {
-  std::string output;
-  std::string errors;
-  int status = -1;  // exit status, or 128 + the signal that ended it
-};
+using ProgramResult = ProcessResult;
 
 ProgramResult run_program(const ProgramRun& run);
 
