@@ -24,11 +24,12 @@ struct Call {
 // Runs one call on random operands and checks every element and everything around them.
 void check_against_reference(blas::DgemmFunction* gemm, const Call& call, std::mt19937_64& random) {
   const bool turned_a = call.trans_a != 'N', turned_b = call.trans_b != 'N';
-  const vex_int a_rows = turned_a ? call.k : call.m, a_cols = turned_a ? call.m : call.k;
-  const vex_int b_rows = turned_b ? call.n : call.k, b_cols = turned_b ? call.k : call.n;
-  Matrix a(a_rows, a_cols, std::max<vex_int>(a_rows, 1) + call.pad);
-  Matrix b(b_rows, b_cols, std::max<vex_int>(b_rows, 1) + call.pad);
-  Matrix c(call.m, call.n, std::max<vex_int>(call.m, 1) + call.pad);
+  const auto operand = [&](vex_int rows, vex_int cols, bool turned) {
+    if (turned) std::swap(rows, cols);
+    return Matrix(rows, cols, std::max<vex_int>(rows, 1) + call.pad);
+  };
+  Matrix a = operand(call.m, call.k, turned_a), b = operand(call.k, call.n, turned_b),
+         c = operand(call.m, call.n, false);
   a.fill(random), b.fill(random), c.fill(random);
   if (call.beta == 0) c.fill(std::numeric_limits<double>::quiet_NaN());
   const reference::Answer answer =

@@ -262,14 +262,5 @@ TEST(TrsmFrontEnd, RightHandSideLeftOutOrSolvedTwiceForAnyChunk) {
   }
 }
 
-TEST(TrsmFrontEnd, ChunkNotRoundedAsTheTunedModeAsks) {
-  EXPECT_EQ(blas::solve_chunk(true, 600, 10, {4, 0, 0, 2}), 0);
-  EXPECT_EQ(blas::solve_chunk(true, 512, 10, {4, 0, 0, 2}), 2);
-  EXPECT_EQ(blas::solve_chunk(false, 90, 90, {4, 0, 0, 2}), 20);
-  EXPECT_EQ(blas::solve_chunk(false, 90, 90, {4, 0, 0, 1}), 22);
-  EXPECT_EQ(blas::solve_chunk(true, 600, 90, {4, 4, 7, 2}), 7);
-  EXPECT_EQ(blas::solve_chunk(true, 600, 90, {3, 4, 7, 2}), 28);
-}
-
 }  // namespace
 }  // namespace vex::test

@@ -188,12 +188,5 @@ TEST(VectorFrontEnd, AnswerDependsOnTheThreadCount) {
   }
 }
 
-TEST(VectorFrontEnd, ThreadRuleOfTheCopyBroken) {
-  EXPECT_EQ(blas::copy_threads(5000, 1, 8), 3);
-  EXPECT_EQ(blas::copy_threads(4095, 1, 8), 1);
-  EXPECT_EQ(blas::copy_threads(4096, 0, 8), 1);
-  EXPECT_EQ(blas::copy_threads(1000000, 1, 8), 8);
-}
-
 }  // namespace
 }  // namespace vex::test

@@ -51,10 +51,9 @@ INSTANTIATE_TEST_SUITE_P(Golden, Report, testing::ValuesIn(golden_names()),
 TEST(ReportFromStandardInput, IsTheSameAndNamesItInMessages) {
   EXPECT_EQ(report_of({.program = {}, .arguments = {}, .input = read_file(golden + "good.dat")}),
             read_file(golden + "good.out"));
-  EXPECT_EQ(report_of({.program = {}, .arguments = {}, .input = "comment\n"}),
-            "Could not open file stdin, aborted.\n[status 255]\n");
-  EXPECT_EQ(report_of({.program = {}, .arguments = {}, .close_input = true}),
-            "Could not open file stdin, aborted.\n[status 255]\n");
+  for (const bool closed : {false, true})
+    EXPECT_EQ(report_of({.program = {}, .arguments = {}, .input = "comment\n", .close_input = closed}),
+              "Could not open file stdin, aborted.\n[status 255]\n");
 }
 
 // The list is a setting the runtime understands and the program does not: one thread per core is then the

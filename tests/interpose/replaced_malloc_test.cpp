@@ -12,8 +12,6 @@
 
 extern "C" {
 void* __libc_malloc(std::size_t bytes);
-void* __libc_calloc(std::size_t count, std::size_t bytes);
-void* __libc_realloc(void* block, std::size_t bytes);
 void __libc_free(void* block);
 }
 
@@ -33,16 +31,6 @@ __attribute__((visibility("default"))) void* malloc(std::size_t bytes) {
   newest_block = block;
   newest_size = bytes;
   return block;
-}
-
-__attribute__((visibility("default"))) void* calloc(std::size_t count, std::size_t bytes) {
-  ++calls;
-  return __libc_calloc(count, bytes);
-}
-
-__attribute__((visibility("default"))) void* realloc(void* block, std::size_t bytes) {
-  ++calls;
-  return __libc_realloc(block, bytes);
 }
 
 __attribute__((visibility("default"))) void free(void* block) {

@@ -6,10 +6,7 @@
 
 #include <vector>
 
-#include "service/buffer_cache.h"
 #include "tests/lapack/factored.h"
-#include "tests/support/alone.h"
-#include "tests/support/counting_allocator.h"
 
 namespace {
 
@@ -125,27 +122,6 @@ TEST(ParallelFactorization, PanelsAreSharedByRowsBranchAndKernels) {
     EXPECT_EQ(std::pair(plan.share_panels, plan.depth_limit), std::pair(c.share, c.depth))
         << c.m << " rows, branch " << c.branch;
   }
-}
-
-TEST(ParallelFactorization, AllocationFailureIsNotSurvivedOrSpoilsTheMatrix) {
-  if (!alone()) return;
-  in_unused_memory([] {
-    const ExactLu expected = exact_lu(100, 100, Pivots::scattered, 4);
-    int refused = 0;
-    for (long nth = 1; nth <= 24; ++nth) {
-      vex_serv_free_buffers();
-      Factored got(expected.matrix());
-      CountingAllocator::failing = nth;
-      const bool done = lapack::factor_in_parallel(
-          got.a.view(), got.ipiv.data(), got.info,
-          {20, 12, 1, 1, 1, 1, 2, 0.3, 0.5, true, nth % 2 == 0, 0, lapack::UpdateSplit::by_shape}, 2);
-      CountingAllocator::failing = 0;
-      refused += !done;
-      // A refused matrix must be left for the sequential way.
-      EXPECT_TRUE(done ? is_exact(expected, got) : testing::AssertionResult(got.a.values() == expected.a));
-    }
-    EXPECT_GT(refused, 0);
-  });
 }
 
 }  // namespace

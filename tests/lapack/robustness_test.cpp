@@ -162,6 +162,26 @@ TEST(Robustness, EveryFailedAllocationIsSurvivedWithoutALeak) {
   });
 }
 
+TEST(Robustness, MatrixRefusedForLackOfMemoryIsLeftForTheSequentialWay) {
+  if (!alone()) return;
+  in_unused_memory([] {
+    const ExactLu expected = exact_lu(100, 100, Pivots::scattered, 4);
+    int refused = 0;
+    for (long nth = 1; nth <= 24; ++nth) {
+      vex_serv_free_buffers();
+      Factored got(expected.matrix());
+      CountingAllocator::failing = nth;
+      const bool done = lapack::factor_in_parallel(
+          got.a.view(), got.ipiv.data(), got.info,
+          {20, 12, 1, 1, 1, 1, 2, 0.3, 0.5, true, nth % 2 == 0, 0, lapack::UpdateSplit::by_shape}, 2);
+      CountingAllocator::failing = 0;
+      refused += !done;
+      EXPECT_TRUE(done ? is_exact(expected, got) : testing::AssertionResult(got.a.values() == expected.a));
+    }
+    EXPECT_GT(refused, 0);
+  });
+}
+
 // Column 0 has nothing but two entries of the same magnitude, in rows that different threads own; columns of
 // 900 rows are searched in pieces.
 TEST(Robustness, TiesAndSpecialPivotsAreFoundInTheFirstRowThatHoldsThem) {

@@ -109,16 +109,15 @@ TEST(Memory, HugePageAdviceOutsideTheBlock) {
 }
 
 TEST(ExecutablePages, WritableOrNotExecutable) {
-  // mov eax, 42; ret
-  const unsigned char code[] = {0xB8, 42, 0, 0, 0, 0xC3};
-  auto* pages = static_cast<unsigned char*>(vex_serv_jit_alloc(sizeof code));
+  const unsigned char code[] = {0xB8, 42, 0, 0, 0, 0xC3};  // mov eax, 42; ret
+  void* pages = vex_serv_jit_alloc(sizeof code);
+  const auto call = [&] { return reinterpret_cast<int (*)()>(pages)(); };
   std::memcpy(pages, code, sizeof code);
-  EXPECT_NE(vex::test::in_fresh_process([&] { reinterpret_cast<int (*)()>(pages)(); }).status, 0);
+  EXPECT_NE(vex::test::in_fresh_process(call).status, 0);
   EXPECT_EQ(vex_serv_jit_set_exec(pages, sizeof code), 0);
-  EXPECT_EQ(reinterpret_cast<int (*)()>(pages)(), 42);
-  EXPECT_NE(vex::test::in_fresh_process([&] { *static_cast<volatile unsigned char*>(pages) = 0; }).status, 0);
+  EXPECT_EQ(call(), 42);
+  EXPECT_NE(vex::test::in_fresh_process([&] { std::memset(pages, 0, 1); }).status, 0);
   vex_serv_jit_free(pages, sizeof code);
-  EXPECT_EQ(vex_serv_jit_alloc(SIZE_MAX - 5000), nullptr);
 }
 
 }  // namespace
