@@ -73,12 +73,14 @@ void solve_by_threads(const Triangle& t, int wanted) {
 }
 
 // A triangle is read once, by two threads up to 1.5 times as fast. Microseconds for both triangles by one and
-// by two: order 500 90 and 117, 1000 192 and 154, 2000 1465 and 991, 4000 6417 and 4187.
+// by two: order 500 90 and 117, 1000 192 and 154, 2000 1465 and 991, 4000 6417 and 4187. All threads or none:
+// a region of fewer would end the others, and the next one would have to start them again.
 int solve_threads(vex_int n) {
   constexpr vex_int unknowns_each = 500;
   const vex_int useful = std::min<vex_int>(n / unknowns_each, omp_get_num_procs());
   if (useful < 2 || vex_serv_omp_in_parallel()) return 1;
-  return static_cast<int>(std::min<vex_int>(vex_serv_domain_get_max_threads(1), useful));
+  const int threads = vex_serv_domain_get_max_threads(1);
+  return threads <= useful ? threads : 1;
 }
 
 }  // namespace
