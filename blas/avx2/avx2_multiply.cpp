@@ -210,7 +210,7 @@ static constexpr PathRoutines routines{
                          vex_blas_avx2_dtrsm_kernel_right_upper_cnr}}},
     .solve_scale = {{vex_blas_avx2_dtrsm_scale_left, vex_blas_avx2_dtrsm_scale_left_unit},
                     {vex_blas_avx2_dtrsm_scale_right, vex_blas_avx2_dtrsm_scale_right_unit}},
-    .solve_few = {{64, 6, vex_blas_avx2_dtrsm_update_an}, {48, 12, vex_blas_avx2_dtrsm_update_at}},
+    .solve_few = {{64, 4, vex_blas_avx2_dtrsm_update_an}, {48, 8, vex_blas_avx2_dtrsm_update_at}},
     .solve_unblocked = vex_blas_avx2_xdtrsm_unblocked};
 
 int vex_blas_avx2_dgemm_initialize_kernel_info(KernelTable* table, int operation, bool right,

@@ -210,7 +210,7 @@ static constexpr PathRoutines routines{
           {vex_blas_avx512_dtrsm_kernel_right_upper, vex_blas_avx512_dtrsm_kernel_right_upper_cnr}}},
     .solve_scale = {{vex_blas_avx512_dtrsm_scale_left, vex_blas_avx512_dtrsm_scale_left_unit},
                     {vex_blas_avx512_dtrsm_scale_right, vex_blas_avx512_dtrsm_scale_right_unit}},
-    .solve_few = {{128, 6, vex_blas_avx512_dtrsm_update_an}, {64, 16, vex_blas_avx512_dtrsm_update_at}},
+    .solve_few = {{128, 4, vex_blas_avx512_dtrsm_update_an}, {64, 8, vex_blas_avx512_dtrsm_update_at}},
     .solve_unblocked = vex_blas_avx512_xdtrsm_unblocked};
 
 int vex_blas_avx512_dgemm_initialize_kernel_info(KernelTable* table, int operation, bool right,

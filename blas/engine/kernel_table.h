@@ -108,7 +108,8 @@ using InitializeKernelInfo = int(KernelTable* table, int operation, bool right,
                                  const MatrixDescriptor* b, const MatrixDescriptor* c);
 
 // Which solves from the left go by such updates: those with at most `most` right-hand sides and an order of
-// at least `order_each` for each of them.
+// at least `order_each` for each of them. Both are where matrices of order 50 to 300 and 2000 that come from
+// memory are solved as fast by packing; with the triangle in the second cache packing wins a little earlier.
 struct FewSides {
   vex_int most, order_each;
   UpdateRoutine* update;

@@ -41,14 +41,22 @@ template <vex_int R, bool forward>
       for (vex_int r = 0; r < rows; ++r) packed[r] = scale * values[r * row];
       for (vex_int r = rows; r < R; ++r) packed[r] = 0;
     }
-    for (vex_int k = 0; k < R; ++k, packed += R)
-      for (vex_int r = 0; r < R; ++r) {
-        const bool inside = k < rows && r < rows;
-        if (r == k)
-          packed[r] = inside && !unit ? 1.0 / block[r * row + (i + k) * column] : 1.0;
+    // Off the diagonal whole columns are taken and what is not in the triangle replaced, which needs no
+    // branch.
+    for (vex_int k = 0; k < R; ++k, packed += R) {
+      if (k < rows) {
+        const double* const values = block + (i + k) * column;
+        if (row == 1 && rows == R)
+          for (vex_int r = 0; r < R; ++r) packed[r] = (r > k) == forward ? scale * values[r] : 0.0;
         else
-          packed[r] = inside && (r > k) == forward ? scale * block[r * row + (i + k) * column] : 0.0;
+          for (vex_int r = 0; r < R; ++r)
+            packed[r] = r < rows && (r > k) == forward ? scale * values[r * row] : 0.0;
+        packed[k] = unit ? 1.0 : 1.0 / values[k * row];
+      } else {
+        for (vex_int r = 0; r < R; ++r) packed[r] = 0;
+        packed[k] = 1;
       }
+    }
   }
 }
 
