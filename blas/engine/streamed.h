@@ -7,8 +7,12 @@
 
 namespace vex::blas::engine {
 
-// Rows of A that stay in the second cache while the columns of B pass by, about; whole tiles on every path.
-inline constexpr vex_int streamed_rows = 240;
+// Rows of A that stay in the second cache while the columns of B pass by: the more, the fewer times each page
+// is come to. Whole tiles on every path.
+[[gnu::always_inline]] constexpr vex_int streamed_rows(vex_int k) {
+  constexpr vex_int elements = 24000, unit = 24, least = 240, most = 1920;
+  return larger(least, smaller(most, elements / k / unit * unit));
+}
 
 // Room for B, which is packed: panels as wide as a tile, one row after another.
 inline constexpr vex_int streamed_elements = 8192;
@@ -112,8 +116,9 @@ void stream_tiles(const NocopyProduct& x, Beta beta) {
   static constexpr auto first = StreamedTiles<P>::template make<true>();
   static constexpr auto later = StreamedTiles<P>::template make<false>();
   constexpr vex_int rows = StreamedTiles<P>::height * P::width, widest = StreamedTiles<P>::widest;
-  for (vex_int start = 0; start < x.m; start += streamed_rows) {
-    const vex_int behind = smaller(x.m, start + streamed_rows);
+  const vex_int chunk = streamed_rows(x.k);
+  for (vex_int start = 0; start < x.m; start += chunk) {
+    const vex_int behind = smaller(x.m, start + chunk);
     const double* b = x.b;
     double* c = x.c;
     for (vex_int left = x.n, width; left > 0; left -= width) {
