@@ -3,6 +3,7 @@
 
 #include "blas/avx512/path.h"
 #include "lapack/small/factor.h"
+#include "lapack/small/masked_elimination.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
 #include "lapack/small/solve_vector.h"
@@ -26,6 +27,9 @@ struct Lanes {
   static Vector multiply(Vector a, Vector b) { return _mm512_mul_pd(a, b); }
   static Vector divide(Vector a, Vector b) { return _mm512_div_pd(a, b); }
   static Vector subtract_product(Vector c, Vector a, Vector b) { return _mm512_fnmadd_pd(a, b, c); }
+  static Vector subtract_product(__mmask8 where, Vector c, Vector a, Vector b) {
+    return _mm512_mask3_fnmadd_pd(a, b, c, where);
+  }
   static double subtract_product(double c, double a, double b) { return Narrow::subtract_product(c, a, b); }
 
   // A bit for each of the first `count` lanes, fewer than all.
@@ -33,6 +37,10 @@ struct Lanes {
   static Vector read(const double* p, int count) {
     if (count >= width) return _mm512_loadu_pd(p);
     return _mm512_mask_loadu_pd(broadcast(__builtin_nan("")), first_lanes(count), p);
+  }
+  static Vector read_or_zero(const double* p, int count) {
+    if (count >= width) return _mm512_loadu_pd(p);
+    return _mm512_maskz_loadu_pd(first_lanes(count), p);
   }
   // The plain store for a whole vector: what a masked one has written cannot be read again at once.
   static void write(double* p, Vector v, int count) {
@@ -61,6 +69,27 @@ struct Lanes {
   static Mask equal(Vector a, Vector b) { return _mm512_cmp_pd_mask(a, b, _CMP_EQ_OQ); }
   static unsigned equal_lanes(Vector a, Vector b) { return equal(a, b); }
 
+  template <int blocks>
+  static bool any_nan(const Vector (&x)[blocks]) {
+    unsigned lanes = 0;
+    for (int b = 0; b < blocks; b += 2)
+      lanes |= _mm512_cmp_pd_mask(x[b], x[b + 1 < blocks ? b + 1 : b], _CMP_UNORD_Q);
+    return lanes != 0;
+  }
+
+  using RowNumbers = __m512i;
+  static RowNumbers row_numbers(const vex_int* p) { return _mm512_loadu_si512(p); }
+  template <int blocks>
+  static Vector pick(const double* column, RowNumbers numbers) {
+    if constexpr (blocks == 1) return _mm512_permutexvar_pd(numbers, load(column));
+    const Vector low = _mm512_permutex2var_pd(load(column), numbers, load(column + width));
+    if constexpr (blocks <= 2) return low;
+    const double* const third = column + 2 * width;
+    const double* const last = column + (blocks - 1) * width;
+    const Vector high = _mm512_permutex2var_pd(load(third), numbers, load(last));
+    return select(_mm512_cmpgt_epi64_mask(numbers, _mm512_set1_epi64(2 * width - 1)), high, low);
+  }
+
   template <int i>
   static Vector lane(Vector v) {
     return __builtin_shufflevector(v, v, i, i, i, i, i, i, i, i);
@@ -86,7 +115,12 @@ void vex_lapack_ps_avx512_dgetrs_small(const char* trans, const vex_int* n, cons
 
 void vex_lapack_ps_avx512_dgetf2(const vex_int* m, const vex_int* n, double* a, const vex_int* lda,
                                  vex_int* ipiv, vex_int* info) {
-  *info = vex::lapack::small::factor_unblocked<vex::blas::avx512::Path, Lanes>(*m, *n, a, *lda, ipiv);
+  using namespace vex::lapack::small;
+  if (*m <= 32 && *n <= 32) {
+    *info = factor_masked<Lanes, Rule::panel>(static_cast<int>(*m), static_cast<int>(*n), a, *lda, ipiv);
+    return;
+  }
+  *info = factor_unblocked<vex::blas::avx512::Path, Lanes>(*m, *n, a, *lda, ipiv);
 }
 
 int vex_lapack_ps_avx512_dgetrs_vector(const vex_int* n, const double* a, const vex_int* lda,

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "lapack/small/lanes.h"
+#include "lapack/small/masked_elimination.h"
 #include "service/types.h"
 
 namespace vex::lapack::small {
@@ -247,7 +248,11 @@ vex_int factor(vex_int m, vex_int n, double* a, vex_int lda, vex_int* ipiv) {
         break;
     }
   }
-  return factor_any<Lanes>(static_cast<int>(m), static_cast<int>(n), a, lda, ipiv);
+  const int rows = static_cast<int>(m), columns = static_cast<int>(n);
+  if constexpr (requires { Lanes::bit_masks; })
+    return factor_masked<Lanes, Rule::small>(rows, columns, a, lda, ipiv);
+  else
+    return factor_any<Lanes>(rows, columns, a, lda, ipiv);
 }
 
 }  // namespace vex::lapack::small
