@@ -169,7 +169,7 @@ TEST_P(Trsm, BitsDependOnHowManyRightHandSidesThereAre) {
       for (vex_int j = 0; j < count; ++j)
         for (vex_int i = 0; i < order; ++i)
           ASSERT_EQ(few(i, j), together(i, j + 7)) << c.uplo << c.trans << c.diag << count << ' ' << i;
-      ASSERT_TRUE(few.surroundings_untouched());
+      ASSERT_TRUE(few.guards_intact());
     }
   }
 }
