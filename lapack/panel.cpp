@@ -169,7 +169,8 @@ constexpr vex_int least_ahead = 500;
 template <typename Kernels>
 bool factor_groups(MatrixView a, vex_int width, vex_int group, vex_int* ipiv, vex_int& info,
                    const Reporter& reporter) {
-  if (a.cols >= least_ahead && Kernels::single_threaded()) {
+  const bool packs = group <= blas::largest_packed_triangle && Kernels::single_threaded();
+  if (packs && a.cols >= least_ahead) {
     PackedGroup packed(a.rows, group);
     if (packed) return factor_ahead<Kernels>(a, width, group, packed, ipiv, info, reporter);
   }
