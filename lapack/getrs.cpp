@@ -21,7 +21,7 @@ constexpr vex_int small_limit = 9;
 // Up to this many equations a single right-hand side has a routine of its own. Nanoseconds with it and with
 // the interchanges and two solves (AVX-512): 97 and 218 for 9 equations, 129 and 191 for 16, 289 and 378 for
 // 32, 740 and 805 for 64, 2410 and 2450 for 128.
-constexpr vex_int most_equations_of_vector = 128;
+constexpr vex_int most_equations_of_single = 128;
 
 // X := op(T)^-1 X for the triangle T of the factors.
 void solve_triangle(Uplo uplo, Trans trans, Diag diag, ConstMatrixView factors, MatrixView x) {
@@ -67,8 +67,8 @@ void vex_lapack_dgetrs(const char* trans, const vex_int* n, const vex_int* nrhs,
   *info = -parameter;
   if (parameter != 0) return vex_serv_xerbla("DGETRS", &parameter, 6);
   if (*n == 0 || *nrhs == 0) return;
-  if (plain && *nrhs == 1 && *n <= most_equations_of_vector &&
-      vex_lapack_ps_dgetrs_vector(n, a, lda, ipiv, b) != 0) {
+  if (plain && *nrhs == 1 && *n <= most_equations_of_single &&
+      vex_lapack_ps_dgetrs_single(n, a, lda, ipiv, b) != 0) {
     return;
   }
   if (plain) {

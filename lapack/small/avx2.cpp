@@ -7,7 +7,7 @@
 #include "lapack/small/factor.h"
 #include "lapack/small/small.h"
 #include "lapack/small/solve.h"
-#include "lapack/small/solve_vector.h"
+#include "lapack/small/solve_single.h"
 #include "lapack/small/sse.h"
 #include "lapack/small/unblocked.h"
 
@@ -92,7 +92,7 @@ void vex_lapack_ps_avx2_dgetf2(const vex_int* m, const vex_int* n, double* a, co
   *info = vex::lapack::small::factor_unblocked<vex::blas::avx2::Path, Lanes>(*m, *n, a, *lda, ipiv);
 }
 
-int vex_lapack_ps_avx2_dgetrs_vector(const vex_int* n, const double* a, const vex_int* lda,
+int vex_lapack_ps_avx2_dgetrs_single(const vex_int* n, const double* a, const vex_int* lda,
                                      const vex_int* ipiv, double* b) {
-  return vex::lapack::small::VectorSolve<Lanes>(*n, a, *lda, b).run(ipiv);
+  return vex::lapack::small::SingleSolve<Lanes>(*n, a, *lda, b).run(ipiv);
 }

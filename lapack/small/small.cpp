@@ -15,9 +15,9 @@ constinit blas::Dispatched<vex_dgetrf_small> unblocked_routine{
 constinit blas::Dispatched<vex_dgetrs_small> solve_routine{
     vex_lapack_ps_def_dgetrs_small, vex_lapack_ps_def_dgetrs_small, vex_lapack_ps_mc3_dgetrs_small,
     vex_lapack_ps_avx2_dgetrs_small, vex_lapack_ps_avx512_dgetrs_small};
-constinit blas::Dispatched<vex_dgetrs_vector> vector_routine{
-    vex_lapack_ps_def_dgetrs_vector, vex_lapack_ps_def_dgetrs_vector, vex_lapack_ps_mc3_dgetrs_vector,
-    vex_lapack_ps_avx2_dgetrs_vector, vex_lapack_ps_avx512_dgetrs_vector};
+constinit blas::Dispatched<vex_dgetrs_single> single_routine{
+    vex_lapack_ps_def_dgetrs_single, vex_lapack_ps_def_dgetrs_single, vex_lapack_ps_mc3_dgetrs_single,
+    vex_lapack_ps_avx2_dgetrs_single, vex_lapack_ps_avx512_dgetrs_single};
 
 }  // namespace
 }  // namespace vex::lapack
@@ -42,8 +42,8 @@ void vex_lapack_ps_dgetrs_small(const char* trans, const vex_int* n, const vex_i
   if (routine != nullptr) routine(trans, n, nrhs, a, lda, ipiv, b, ldb, info, trans_length);
 }
 
-int vex_lapack_ps_dgetrs_vector(const vex_int* n, const double* a, const vex_int* lda, const vex_int* ipiv,
+int vex_lapack_ps_dgetrs_single(const vex_int* n, const double* a, const vex_int* lda, const vex_int* ipiv,
                                 double* b) {
-  auto* const routine = vex::lapack::vector_routine.get();
+  auto* const routine = vex::lapack::single_routine.get();
   return routine == nullptr || routine(n, a, lda, ipiv, b);
 }

@@ -32,9 +32,9 @@ vex_dgetrs_small vex_lapack_ps_def_dgetrs_small, vex_lapack_ps_mc3_dgetrs_small,
 // A x = b for 0 < n <= 128 and arguments that are right, without the vector routines. 0 and an untouched b
 // when the case is not an ordinary one: a pivot index outside the matrix, or a number on the diagonal whose
 // reciprocal loses bits or does not exist.
-using vex_dgetrs_vector = int(const vex_int* n, const double* a, const vex_int* lda, const vex_int* ipiv,
+using vex_dgetrs_single = int(const vex_int* n, const double* a, const vex_int* lda, const vex_int* ipiv,
                               double* b);
-vex_dgetrs_vector vex_lapack_ps_dgetrs_vector;
-vex_dgetrs_vector vex_lapack_ps_def_dgetrs_vector, vex_lapack_ps_mc3_dgetrs_vector,
-    vex_lapack_ps_avx2_dgetrs_vector, vex_lapack_ps_avx512_dgetrs_vector;
+vex_dgetrs_single vex_lapack_ps_dgetrs_single;
+vex_dgetrs_single vex_lapack_ps_def_dgetrs_single, vex_lapack_ps_mc3_dgetrs_single,
+    vex_lapack_ps_avx2_dgetrs_single, vex_lapack_ps_avx512_dgetrs_single;
 }

@@ -13,11 +13,11 @@ namespace vex::lapack::small {
 // vectors of their own, each in every lane, so that nothing on the way from one to the next moves between
 // lanes, and what solves the block also multiplies the columns beside it.
 template <typename Lanes>
-class VectorSolve {
+class SingleSolve {
  public:
   static constexpr int most_equations = 128;
 
-  VectorSolve(vex_int n, const double* a, vex_int lda, double* b)
+  SingleSolve(vex_int n, const double* a, vex_int lda, double* b)
       : n_(static_cast<int>(n)), a_(a), lda_(lda), b_(b) {}
 
   // False, with b as it was, when a pivot index is no row of the matrix or the reciprocal of a number on the
