@@ -32,7 +32,8 @@ class GuardedMatrix {
   }
   explicit GuardedMatrix(ConstMatrixView source, vex_int gap = 0)
       : GuardedMatrix(source.rows, source.cols, std::max<vex_int>(1, source.rows) + gap) {
-    for (vex_int j = 0; j < cols; ++j) std::copy_n(source.col(j), rows, view().col(j));
+    // An empty source may be no memory at all, in which there are no columns to point at.
+    for (vex_int j = 0; rows > 0 && j < cols; ++j) std::copy_n(source.col(j), rows, view().col(j));
   }
 
   double* data() { return reinterpret_cast<double*>(block_.get() + bytes_) - count_; }
