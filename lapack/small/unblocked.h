@@ -1,7 +1,8 @@
 // The unblocked factorization of one code path: a matrix or a panel of any shape, on the calling thread,
 // without scratch memory. To its callers it is the column by column, left-looking form; inside, the columns
-// go through it in strips as wide as the multiply's tile, so that what the columns on the left do to a strip
-// is one small multiply, and only the steps within a strip work on single columns.
+// go through it in strips as wide as the multiply's tile (long columns in strips of their own: long_strip.h),
+// so that what the columns on the left do to a strip is one small multiply, and only the steps within a strip
+// work on single columns.
 #pragma once
 
 #include <cstdint>
