@@ -2,10 +2,15 @@
 // measured in the same run, and with --peer FILE the same work in any shared library that exports dgetrf_ and
 // dgetrs_, interleaved with ours, with the ratio. Figures are medians.
 //
+// The matrices lie in huge pages, as the program's own do; --small-pages leaves them where malloc puts them.
+// The peak of a row is measured before each sample for as long as the one before took, a second at most: on a
+// shared machine a few milliseconds reach rates that no longer time has.
+//
 // --shapes measures matrices that are not square (factorization only), --rhs the solve alone, and
 // --oversubscribed how much longer the work takes with many more threads than the machine has processors.
 #include <omp.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +22,7 @@
 #include "bench/support/peer.h"
 #include "bench/support/samples.h"
 #include "bench/support/stopwatch.h"
+#include "service/huge_pages.h"
 #include "vex.h"
 
 namespace {
@@ -40,13 +46,14 @@ struct Options {
   std::vector<int> right_sides;  // solve alone, for each of these counts
   int repeats = 5;
   bool oversubscribed = false;
+  bool small_pages = false;
   const char* peer = nullptr;
 };
 
 [[noreturn]] void usage() {
   std::fputs(
       "usage: lu_bench [--orders 500,1000] [--shapes 100000x50,200x20000] [--rhs 1,10,500]\n"
-      "                [--threads 1,2] [--repeats 5] [--oversubscribed] [--peer FILE]\n",
+      "                [--threads 1,2] [--repeats 5] [--oversubscribed] [--small-pages] [--peer FILE]\n",
       stderr);
   std::exit(2);
 }
@@ -70,6 +77,10 @@ Options parse(int argc, char** argv) {
     const auto is = [&](const char* name) { return !std::strcmp(argv[i], name); };
     if (is("--oversubscribed")) {
       options.oversubscribed = true;
+      continue;
+    }
+    if (is("--small-pages")) {
+      options.small_pages = true;
       continue;
     }
     if (i + 1 == argc) usage();
@@ -109,7 +120,7 @@ Options parse(int argc, char** argv) {
 class Systems {
  public:
   // `right_sides` 0: factorization, and one right-hand side where the matrix is square; else solve alone.
-  Systems(Shape shape, int right_sides)
+  Systems(Shape shape, int right_sides, bool small_pages)
       : m_(shape.m),
         n_(shape.n),
         solve_only_(right_sides > 0),
@@ -124,7 +135,13 @@ class Systems {
       state = state * 6364136223846793005u + 1442695040888963407u;
       value = static_cast<double>(state >> 11) * 0x1p-53 - 0.5;
     }
-    matrices_ = std::make_unique<double[]>(size_ * copies_);
+    const std::size_t bytes = size_ * copies_ * sizeof(double);
+    matrices_.reset(static_cast<double*>(std::malloc(bytes)));
+    if (!matrices_) {
+      std::fprintf(stderr, "lu_bench: no memory for %zu bytes\n", bytes);
+      std::exit(1);
+    }
+    if (!small_pages) vex::service::advise_huge_pages(matrices_.get(), bytes);
     pivots_ = std::make_unique<int[]>(static_cast<std::size_t>(std::min(m_, n_)));
     sides_ = std::make_unique<double[]>(side_size_ * copies_);
   }
@@ -135,6 +152,8 @@ class Systems {
     return solve_only_ ? solve : least * least * (most - least / 3) + solve;
   }
 
+  double copies() const { return static_cast<double>(copies_); }
+
   // Mean seconds for one copy.
   double seconds(const Library& library, int threads) {
     for (std::size_t c = 0; c < copies_; ++c)
@@ -144,7 +163,7 @@ class Systems {
     const double start = vex::bench::sample_clock(threads);
     if (!solve_only_) factor_all(library);
     if (m_ == n_) solve_all(library);
-    return (vex::bench::sample_clock(threads) - start) / static_cast<double>(copies_);
+    return (vex::bench::sample_clock(threads) - start) / copies();
   }
 
  private:
@@ -166,7 +185,10 @@ class Systems {
   int right_sides_;
   std::size_t size_, side_size_, copies_;
   std::vector<double> original_;
-  std::unique_ptr<double[]> matrices_;
+  struct Free {
+    void operator()(double* block) const { std::free(block); }
+  };
+  std::unique_ptr<double[], Free> matrices_;
   std::unique_ptr<int[]> pivots_;
   std::unique_ptr<double[]> sides_;
 };
@@ -174,15 +196,18 @@ class Systems {
 // One line for each thread count.
 void measure(const Options& options, Shape shape, int right_sides, const Library* peer) {
   constexpr Library own = {DGETRF, DGETRS};
-  Systems systems(shape, right_sides);
+  constexpr double shortest_peak = 0.02, longest_peak = 1;  // seconds
+  Systems systems(shape, right_sides, options.small_pages);
   double first_time = 0;
   for (const int threads : options.threads) {
     omp_set_num_threads(threads);
     std::vector<double> peak, ours, theirs;
+    double peak_seconds = shortest_peak;
     for (int r = -1; r < options.repeats; ++r) {
-      const double peak_rate = vex::bench::multiply_add_peak(vex::bench::PeakKind::widest_fused, threads);
+      const double peak_rate = vex::bench::multiply_add_peak(vex::bench::PeakKind::widest_fused, threads, peak_seconds);
       const double our_time = systems.seconds(own, threads);
       const double peer_time = peer ? systems.seconds(*peer, threads) : 0;
+      peak_seconds = std::clamp(our_time * systems.copies(), shortest_peak, longest_peak);
       if (r < 0) continue;  // the first round warms up
       peak.push_back(peak_rate);
       ours.push_back(our_time);
