@@ -77,7 +77,7 @@ std::uint32_t flag_if(const char* letter, char wanted, std::uint32_t flag) {
 double* align(double* address, vex_int boundary) {
   const auto value = reinterpret_cast<std::uintptr_t>(address);
   const auto step = static_cast<std::uintptr_t>(boundary);
-  return reinterpret_cast<double*>((value + step - 1) / step * step);
+  return address + ((value + step - 1) / step * step - value) / sizeof(double);
 }
 
 double* advance(double* address, vex_int bytes) {

@@ -285,8 +285,7 @@ int vex_blas_dgemm_2D_abcopy_abx_m_km_par_p(const Product* product, const Thread
   if (open_shared(&shared, *product, std::min(product->m, most_shared_rows),
                   std::min(product->n, most_shared_columns)) != 0)
     return 1;
-  const int parts = state->parts[0] * state->parts[1];
-#pragma omp parallel num_threads(parts)
+#pragma omp parallel num_threads(state->parts[0] * state->parts[1])
   share_both(shared, *state);
   close_shared(&shared);
   return 0;

@@ -10,6 +10,7 @@
 namespace vex::blas::avx2 {
 
 // clang-format off
+// NOLINTBEGIN(bugprone-macro-parentheses): the arguments become text
 // Text of the kernel; a template cannot build an assembler string. %0 is A's panel, %1 B's, %2 the steps
 // left, %3 the tile of C, %4 and %5 what to bring to the second cache and in what steps, %6 the leading
 // dimension in bytes.
@@ -65,6 +66,7 @@ namespace vex::blas::avx2 {
 #define VEX_CHANGED                                                                                         \
   "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7", "xmm8", "xmm9", "xmm10", "xmm11",         \
   "xmm12", "xmm13", "xmm14", "xmm15", "cc", "memory"
+// NOLINTEND(bugprone-macro-parentheses)
 // clang-format on
 
 struct OwnTile {

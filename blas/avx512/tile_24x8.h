@@ -12,6 +12,7 @@
 namespace vex::blas::avx512 {
 
 // clang-format off
+// NOLINTBEGIN(bugprone-macro-parentheses): the arguments become text
 // Text of the kernel; a template cannot build an assembler string. %0 is A's panel, %1 B's, %2 the steps
 // left, %3 the tile of C, %4 what to fetch ahead, %5 the column of C to fetch next, %6 the bytes between what to
 // fetch ahead, %7 C's leading dimension in bytes, %8 where the columns to fetch end.
@@ -81,6 +82,7 @@ namespace vex::blas::avx512 {
   "xmm0", "xmm1", "xmm2", "xmm6", "xmm7", "xmm8", "xmm9", "xmm10", "xmm11", "xmm12", "xmm13", "xmm14",      \
   "xmm15", "xmm16", "xmm17", "xmm18", "xmm19", "xmm20", "xmm21", "xmm22", "xmm23", "xmm24", "xmm25",        \
   "xmm26", "xmm27", "xmm28", "xmm29", "xmm30", "xmm31", "cc", "memory"
+// NOLINTEND(bugprone-macro-parentheses)
 // clang-format on
 
 struct OwnTile {

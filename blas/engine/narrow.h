@@ -69,10 +69,11 @@ template <typename P, int S, int N, bool scaled, typename Finish>
       for (int s = 0; s < S; ++s)
         if (s * w < rows) square_step(s, a + p, b + p * N, w, false, true);
   }
-  if (p < k)
+  if (p < k) {
 #pragma GCC unroll 8
     for (int s = 0; s < S; ++s)
       if (s * w < rows) square_step(s, a + p, b + p * N, k - p, false, false);
+  }
 #pragma GCC unroll 8
   for (int s = 0; s < S; ++s) {
     if (s * w >= rows) continue;

@@ -11,6 +11,7 @@
 namespace vex::blas::engine {
 
 // clang-format off
+// NOLINTBEGIN(bugprone-macro-parentheses): the arguments become text
 // Text of the kernel; a template cannot build an assembler string. %0 is A's panel, %1 B's, %2 the steps left, %3
 // and %4 the columns of C. xmm8 to xmm11 hold C's first column, xmm12 to xmm15 its second.
 #define VEX_ROWS(offset, t, u, c0, c1)                                                                      \
@@ -64,6 +65,7 @@ namespace vex::blas::engine {
 #define VEX_CHANGED                                                                                         \
   "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7", "xmm8", "xmm9", "xmm10", "xmm11",         \
   "xmm12", "xmm13", "xmm14", "xmm15", "cc", "memory"
+// NOLINTEND(bugprone-macro-parentheses)
 // clang-format on
 
 // C += A B (or C = A B) for one full tile of packed panels, k >= 1 deep; a is 16-byte aligned.

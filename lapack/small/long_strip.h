@@ -199,10 +199,10 @@ class LongStrip {
   double factor_ = 1;  // reciprocal of the pivot of the last column, whose rows below still wait for it
   // Of the column searched last: its largest magnitude and among which rows that stands first, and where the
   // rows among which the first NaN stands begin, or -1.
-  double largest_;
-  vex_int pivot_from_, pivot_end_, nan_from_;
+  double largest_ = 0;
+  vex_int pivot_from_ = 0, pivot_end_ = 0, nan_from_ = -1;
   int up_to_date_[width] = {};  // how many of the columns on its left each column has seen
-  double upper_[width][width];  // the rows of U within the strip
+  double upper_[width][width] = {};  // the rows of U within the strip
 };
 
 }  // namespace vex::lapack::small
