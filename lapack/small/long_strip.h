@@ -201,7 +201,7 @@ class LongStrip {
   // rows among which the first NaN stands begin, or -1.
   double largest_ = 0;
   vex_int pivot_from_ = 0, pivot_end_ = 0, nan_from_ = -1;
-  int up_to_date_[width] = {};  // how many of the columns on its left each column has seen
+  int up_to_date_[width] = {};       // how many of the columns on its left each column has seen
   double upper_[width][width] = {};  // the rows of U within the strip
 };
 
