@@ -9,7 +9,7 @@
 #include "driver/vendor_gate.h"
 #include "service/platform.h"
 #include "service/vendor.h"
-#include "tests/driver/report_masks.h"
+#include "tests/driver/expected_report.h"
 #include "tests/support/run_program.h"
 
 namespace vex::test {
