@@ -7,6 +7,7 @@
 #include <cstring>
 #include <string>
 
+#include "tests/support/text.h"
 #include "vex.h"
 
 static int reports = 0;
@@ -57,9 +58,7 @@ int main() {
 
   std::fflush(stdout);
   dup2(terminal, STDOUT_FILENO);
-  std::rewind(printed);
-  std::string text;
-  for (int c; (c = std::getc(printed)) != EOF;) text.push_back(static_cast<char>(c));
+  const std::string text = vex::test::contents_of(printed);
   const std::string expected =
       "\nKorva VEX ERROR: Parameter 2 was incorrect on entry to DGETRF.\n"
       "\nKorva VEX ERROR: Parameter 2 was incorrect on entry to DGETRS.\n"

@@ -21,7 +21,6 @@ struct ProgramRun {
   std::string output_path = {};    // standard output goes here instead of being captured
   bool close_output = false;       // start without a standard output
   bool output_is_terminal = true;  // run_at_terminal only
-  unsigned seconds = 240;          // then it is taken for hung and ended by SIGALRM
 };
 
 using ProgramResult = ProcessResult;
