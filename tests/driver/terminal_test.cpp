@@ -34,9 +34,10 @@ ProgramResult at_terminal(const ScratchDirectory& directory, const std::vector<E
 }
 
 TEST(Terminal, RunsOneTestFromAnswers) {
-  const ProgramResult result = at_terminal({}, answering("data\n", "0x14\n", "030\n", "2\n", "0\n"));
+  const ProgramResult result = at_terminal({}, answering("data\n", "0x14\n", "030\n", "2\n", "65\n"));
   EXPECT_EQ(masked(result.output), question + ask_size + ask_dimension + ask_trials + ask_alignment +
-                                       expected_report({{20}, {24}, {2}, {0}}, "4320, at the size=20"));
+                                       warning("Data alignment value (in Kbytes)", 65, "bigger", 64, 64) +
+                                       expected_report({{20}, {24}, {2}, {64}}, "69856, at the size=20"));
   EXPECT_EQ(result.status, 0);
 }
 
