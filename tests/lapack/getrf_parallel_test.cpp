@@ -2,10 +2,6 @@
 // however teams are formed, every sum of these matrices is exact.
 #include "lapack/getrf_parallel.h"
 
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "tests/lapack/factored.h"
 
 namespace {
@@ -13,10 +9,6 @@ namespace {
 using namespace vex;
 using namespace vex::test;
 using lapack::ParallelPlan;
-
-struct Shape {
-  vex_int m, n;
-};
 
 // Team sizes of a run: early panels, late panels, early updates, late updates.
 struct Teams {
@@ -48,25 +40,6 @@ Factored factored(ConstMatrixView a, const Teams& t, vex_int nominal, vex_int wi
   return result;
 }
 
-TEST(ParallelFactorization, ExactForEveryShapeAndTeamFormation) {
-  std::uint64_t seed = 1;
-  int way = 0;
-  for (const auto& [m, n] : {Shape{64, 64}, {65, 61}, {120, 40}, {40, 120}, {33, 200}, {150, 150}})
-    for (const Teams& teams : {Teams{2, 1, 1, 1, 1},
-                               {2, 2, 2, 1, 1},
-                               {3, 1, 2, 1, 3},
-                               {4, 2, 2, 2, 2},
-                               {4, 1, 4, 2, 4},
-                               {8, 2, 4, 2, 2},
-                               {16, 4, 8, 4, 4}})
-      for (const Pivots kind : all_pivots) {
-        way = (way + 1) % ways_to_multiply;
-        const ExactLu expected = exact_lu(m, n, kind, seed++);
-        EXPECT_TRUE(is_exact(expected, factored(expected.matrix(), teams, 20, 12, way)))
-            << teams.threads << " threads, case " << int(kind) << ", way " << way;
-      }
-}
-
 // Panels deeper than the kernels take in one go, where packed copies consist of several slices; and far more
 // threads than cores.
 TEST(ParallelFactorization, ExactWithPanelsInSlicesOrInACrowd) {
@@ -75,17 +48,6 @@ TEST(ParallelFactorization, ExactWithPanelsInSlicesOrInACrowd) {
     EXPECT_TRUE(is_exact(deep, factored(deep.matrix(), {4, 2, 2, 2, 2}, 420, 30, way))) << "way " << way;
   const ExactLu crowded = exact_lu(150, 150, Pivots::scattered, 5);
   EXPECT_TRUE(is_exact(crowded, factored(crowded.matrix(), {56, 8, 8, 4, 4}, 30, 20, 4, 56)));
-}
-
-TEST(ParallelFactorization, TallPanelExactForEveryTeamSize) {
-  for (const vex_int threads : {1, 2, 3, 7, 16})
-    for (const auto& [m, n] : {Shape{200, 9}, {300, 40}, {41, 40}, {5, 3}})
-      for (const Pivots kind : all_pivots) {
-        const ExactLu expected = exact_lu(m, n, kind, static_cast<std::uint64_t>(m + threads));
-        Factored got(expected.matrix());
-        ASSERT_TRUE(lapack::factor_tall_in_parallel(got.a.view(), got.ipiv.data(), got.info, threads));
-        EXPECT_TRUE(is_exact(expected, got)) << threads << " threads, case " << int(kind);
-      }
 }
 
 TEST(ParallelFactorization, SameBitsEveryTimeAndSmallBackwardError) {

@@ -1,18 +1,12 @@
 #include "lapack/getrf.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "lapack/lapack.h"
 #include "lapack/panel.h"
-#include "service/progress.h"
 #include "tests/lapack/factored.h"
-#include "tests/support/caught_reports.h"
 #include "tests/support/thread_limit.h"
 
 namespace {
@@ -28,17 +22,15 @@ Factored factor(const GuardedMatrix& source, vex_int gap = 3) {
   return {source.view(), gap, vex_lapack_dgetrf};
 }
 
-// Pivots as in extended precision, wherever that is not a matter of rounding, and small backward errors
-// always.
+// Small backward errors, and multipliers that only the largest candidate in each column leaves that small.
 void expect_close(vex_int m, vex_int n, std::uint64_t seed) {
   GuardedMatrix source(m, n, m);
   fill_random(source.view(), seed);
   const Factored got = factor(source);
-  const PlainLu wanted = plain_lu(source.view());
-  ASSERT_GT(wanted.narrowest_choice, 1e-10L) << "choose another seed: the pivots hang on rounding";
-  ASSERT_EQ(got.ipiv, wanted.ipiv) << m << " x " << n;
   ASSERT_EQ(got.info, 0);
   ASSERT_LE(factor_error(source.view(), got.a.view(), got.ipiv), 2.0) << m << " x " << n;
+  for (vex_int j = 0; j < n; ++j)
+    for (vex_int i = j + 1; i < m; ++i) ASSERT_LE(std::fabs(got.a(i, j)), 1.0) << m << " x " << n;
   ASSERT_TRUE(got.a.guards_intact());
 }
 
@@ -48,6 +40,8 @@ TEST(Getrf, FactorsEverySmallShapeToTheLastBit) {
       for (const Pivots kind : all_pivots) {
         const ExactLu wanted = exact_lu(m, n, kind, static_cast<std::uint64_t>(m * 41 + n));
         ASSERT_TRUE(is_exact(wanted, {wanted.matrix(), n % 3, vex_lapack_dgetrf}));
+        if (m == 0 || n == 0) continue;
+        ASSERT_TRUE(is_exact(wanted, {wanted.matrix(), n % 3, vex_lapack_dgetf2})) << "unblocked";
       }
 }
 
@@ -63,14 +57,7 @@ TEST(Getrf, FactorsLargeShapesToTheLastBitOnAnyThreadCount) {
         const ThreadLimit limit(threads);
         ASSERT_TRUE(is_exact(wanted, {wanted.matrix(), 5, vex_lapack_dgetrf})) << threads << " threads";
       }
-    }
-}
-
-TEST(Getrf, FactorsAnyShapeUnblocked) {
-  for (const auto& [m, n] : {std::tuple<vex_int, vex_int>{1, 9}, {9, 1}, {100, 100}, {17, 90}, {700, 33}})
-    for (const Pivots kind : all_pivots) {
-      const ExactLu wanted = exact_lu(m, n, kind, static_cast<std::uint64_t>(m));
-      ASSERT_TRUE(is_exact(wanted, {wanted.matrix(), 1, vex_lapack_dgetf2}));
+      ASSERT_TRUE(is_exact(wanted, {wanted.matrix(), 1, vex_lapack_dgetf2})) << "unblocked";
     }
 }
 
@@ -128,87 +115,32 @@ TEST(Getrf, DividesByAPivotWhoseReciprocalOverflows) {
     }
 }
 
-TEST(Getrf, TouchesNothingButInfoOfAnEmptyMatrix) {
-  for (const auto& [m, n] : {std::pair<vex_int, vex_int>{0, 5}, {5, 0}}) {
-    vex_int info = -77;
-    vex_lapack_dgetrf(&m, &n, nullptr, &m, nullptr, &info);
-    EXPECT_EQ(info, 0);
-  }
-}
-
-template <typename Integer, typename Check>
-void expect_argument_rules(Check check) {
-  constexpr Integer least = std::numeric_limits<Integer>::min();
-  const struct {
-    Integer m, n, lda, wrong;
-  } cases[] = {{-1, -1, 0, 1}, {least, 1, 1, 1}, {3, -1, 0, 2}, {3, least, 9, 2}, {3, 2, 2, 4},
-               {0, 0, 0, 4},   {0, 0, 1, 0},     {0, 5, 1, 0},  {3, 9, 3, 0}};
-  for (const auto& c : cases) {  // the first wrong one in the order m, n, lda is the one reported
-    Integer info = -77;
-    const CaughtReports reports;
-    EXPECT_EQ(check(&c.m, &c.n, nullptr, &c.lda, nullptr, &info), c.wrong != 0);
-    EXPECT_EQ(info, -c.wrong);
-    EXPECT_EQ(reports.text(), c.wrong ? "DGETRF:" + std::to_string(c.wrong) + " " : "");
-  }
-}
-
-TEST(Getrf, ReportsTheFirstWrongArgumentInBothWidths) {
-  expect_argument_rules<int>(vex_lapack_errchk_dgetrf);
-  expect_argument_rules<vex_int>(vex_lapack_errchk_dgetrf_ilp64);
-}
-
-int progress_calls = 0;
-int stop_at_call = 0;
-int note_progress(const int* thread, const int* step, const char* stage, vex_int length) {
-  EXPECT_EQ(std::string(stage, static_cast<std::size_t>(length)), "DGETRF");
-  EXPECT_EQ(*thread, 0);
-  EXPECT_TRUE(0 < *step && *step <= 700);
-  return ++progress_calls == stop_at_call;
-}
-
-TEST(Getrf, StopsWhenTheProgressCallbackAsks) {
-  const vex_progress_callback before = vex_serv_set_progress(note_progress);
-  // Panels of it are blocked themselves, so there are calls from within.
-  GuardedMatrix source(1400, 700, 1400);
-  fill_random(source.view(), 1);
-  EXPECT_EQ(factor(source).info, 0);
-  const int all_calls = progress_calls;
-  EXPECT_GE(all_calls, 2);
-  for (stop_at_call = 1; stop_at_call <= all_calls; stop_at_call += all_calls - 1) {
-    progress_calls = 0;
-    EXPECT_EQ(factor(source).info, -1002);
-    EXPECT_EQ(progress_calls, stop_at_call) << "went on after it was asked to stop";
-  }
-  stop_at_call = 0;
-  vex_serv_set_progress(before);
-}
-
 TEST(ChooseWay, FollowsTheBoundsBetweenTheWays) {
   constexpr vex_int huge = std::numeric_limits<vex_int>::max();
+  constexpr Way small = Way::small, recursive = Way::recursive, tall = Way::tall_skinny, large = Way::large;
   const struct {
     vex_int m, n;
     Way way;
-  } cases[] = {{0, 9, Way::nothing},      {9, 0, Way::nothing},        {16, 16, Way::small},
-               {17, 1, Way::recursive},   {16, 17, Way::recursive},    {150, 149, Way::recursive},
-               {150, 150, Way::large},    {4095, 127, Way::recursive}, {4096, 127, Way::tall_skinny},
-               {511, 128, Way::large},    {31, 1000000, Way::large},   {16384, 4096, Way::tall_skinny},
-               {16388, 4097, Way::large}, {huge, huge, Way::large},    {huge, 1, Way::recursive}};
+  } cases[] = {{0, 9, Way::nothing}, {9, 0, Way::nothing},  {16, 16, small},       {17, 1, recursive},
+               {16, 17, recursive},  {150, 149, recursive}, {150, 150, large},     {4095, 127, recursive},
+               {4096, 127, tall},    {511, 128, large},     {31, 1000000, large},  {16384, 4096, tall},
+               {16388, 4097, large}, {huge, huge, large},   {huge, 31, recursive}, {384, 128, large},
+               {huge, 32, tall},     {95, 32, recursive},   {huge, 1, recursive},  {31, huge, large}};
   for (const auto& c : cases) EXPECT_EQ(vex::lapack::choose_way(c.m, c.n), c.way) << c.m << " x " << c.n;
 }
 
 TEST(TallSkinny, TakesATeamOnlyForMatricesTallEnoughForIt) {
+  // Sixteen threads are enough for a narrow matrix unless the count is fixed. With 10000 x 1000 ten threads
+  // have 1000 rows each, thirty would have fewer than there are columns.
   const struct {
     vex_int m, n, threads;
     bool dynamic;
     vex_int team;
-  } cases[] = {{7200, 100, 1, true, 0},     {7201, 100, 1, true, 1},
-               {4800, 128, 2, true, 2},     {4608, 128, 2, true, 0},
-               {4609, 128, 2, false, 2},    {100000, 50, 56, true, 16},  // narrow: 16 threads are enough
-               {100000, 50, 56, false, 56}, {61440, 1024, 40, true, 40},
-               {10000, 1000, 30, true, 10},  // ten threads have 1000 rows each
-               {10000, 1000, 30, false, 0},  // thirty would have fewer than there are columns
-               {4000, 1000, 8, true, 0},    {100, 200, 4, true, 0},
-               {1000000, 31, 4, true, 0}};
+  } cases[] = {{7200, 100, 1, true, 0},    {7201, 100, 1, true, 1},     {4800, 128, 2, true, 2},
+               {4608, 128, 2, true, 0},    {4609, 128, 2, false, 2},    {61440, 1024, 40, true, 40},
+               {4000, 1000, 8, true, 0},   {100, 200, 4, true, 0},      {1000000, 31, 4, true, 0},
+               {100000, 50, 56, true, 16}, {100000, 50, 56, false, 56}, {10000, 1000, 30, true, 10},
+               {10000, 1000, 30, false, 0}};
   for (const auto& c : cases)
     EXPECT_EQ(vex::lapack::tall_team_size(c.m, c.n, c.threads, c.dynamic), c.team)
         << c.m << " x " << c.n << ", " << c.threads << " threads";

@@ -1,9 +1,7 @@
 // What only the smallest orders do, on whatever code path the process runs; the build tries every path.
-#include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-#include <vector>
 
 #include "tests/lapack/factored.h"
 

@@ -2,8 +2,6 @@
 // in random order, and a ledger knows what an LU factorization needs to have happened before each task.
 #include "lapack/task_graph.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <random>
 #include <vector>

@@ -2,7 +2,6 @@
 // never happen to a block column.
 #include "lapack/thread_team.h"
 
-#include <gtest/gtest.h>
 #include <omp.h>
 
 #include <atomic>

@@ -24,10 +24,6 @@ struct Sum {
     value += a * b;
     magnitude += std::fabs(a * b);
   }
-  void add(const Sum& s, long double factor) {
-    value += s.value * factor;
-    magnitude += s.magnitude * std::fabs(factor);
-  }
   // Distance from `wanted` in units of length * roundoff * magnitude; an exact zero needs no allowance.
   double error(long double wanted, vex_int length) const {
     const long double distance = std::fabs(value - wanted);
@@ -102,34 +98,6 @@ ExactLu exact_lu(vex_int m, vex_int n, Pivots kind, std::uint64_t seed) {
   return lu;
 }
 
-PlainLu plain_lu(ConstMatrixView a) {
-  const vex_int m = a.rows, n = a.cols;
-  PlainLu lu;
-  lu.factors.resize(at(0, n, m));
-  for (vex_int j = 0; j < n; ++j) std::copy_n(a.col(j), m, &lu.factors[at(0, j, m)]);
-  for (vex_int j = 0; j < std::min(m, n); ++j) {
-    long double* const column = &lu.factors[at(0, j, m)];
-    vex_int p = j;
-    for (vex_int i = j + 1; i < m; ++i) {
-      if (std::fabs(column[i]) > std::fabs(column[p])) p = i;
-    }
-    lu.ipiv.push_back(p + 1);
-    if (column[p] == 0) {
-      if (lu.info == 0) lu.info = j + 1;
-      continue;
-    }
-    for (vex_int i = j; i < m; ++i) {
-      if (i != p) lu.narrowest_choice = std::min(lu.narrowest_choice, 1 - std::fabs(column[i] / column[p]));
-    }
-    for (vex_int k = 0; k < n; ++k) std::swap(lu.factors[at(j, k, m)], lu.factors[at(p, k, m)]);
-    for (vex_int i = j + 1; i < m; ++i) column[i] /= column[j];
-    for (vex_int k = j + 1; k < n; ++k) {
-      for (vex_int i = j + 1; i < m; ++i) lu.factors[at(i, k, m)] -= column[i] * lu.factors[at(j, k, m)];
-    }
-  }
-  return lu;
-}
-
 double factor_error(ConstMatrixView a, ConstMatrixView factors, const std::vector<vex_int>& ipiv) {
   const std::vector<vex_int> rows = rows_after_swaps(a.rows, ipiv);
   double worst = 0;
@@ -142,34 +110,6 @@ double factor_error(ConstMatrixView a, ConstMatrixView factors, const std::vecto
     }
     for (std::size_t i = 0; i < sums.size(); ++i)
       worst = std::max(worst, sums[i].error(a(rows[i], j), terms));
-  }
-  return worst;
-}
-
-double solve_error(bool transposed, ConstMatrixView factors, const std::vector<vex_int>& ipiv,
-                   ConstMatrixView x, ConstMatrixView b) {
-  const vex_int n = factors.rows;
-  const std::vector<vex_int> rows = rows_after_swaps(n, ipiv);
-  double worst = 0;
-  for (vex_int c = 0; c < x.cols; ++c) {
-    std::vector<Sum> inner(static_cast<std::size_t>(n)), outer(static_cast<std::size_t>(n));
-    for (vex_int i = 0; i < n; ++i) {
-      for (vex_int k = 0; k < n; ++k) {
-        // U x, or L' (P x)
-        const std::size_t row = static_cast<std::size_t>(i);
-        if (!transposed && k >= i) inner[row].add(factors(i, k), x(k, c));
-        if (transposed) inner[row].add(lower(factors, k, i), x(rows[static_cast<std::size_t>(k)], c));
-      }
-    }
-    for (vex_int i = 0; i < n; ++i) {
-      for (vex_int k = 0; k < n; ++k) {
-        const Sum& term = inner[static_cast<std::size_t>(k)];
-        if (!transposed) outer[static_cast<std::size_t>(i)].add(term, lower(factors, i, k));
-        if (transposed && k <= i) outer[static_cast<std::size_t>(i)].add(term, factors(k, i));
-      }
-      const vex_int row_of_b = transposed ? i : rows[static_cast<std::size_t>(i)];
-      worst = std::max(worst, outer[static_cast<std::size_t>(i)].error(b(row_of_b, c), n));
-    }
   }
   return worst;
 }

@@ -1,4 +1,4 @@
-// LU problems with known answers, the plain factorization, and componentwise error measures.
+// LU problems with known answers, and a componentwise measure of errors.
 #pragma once
 
 #include <algorithm>
@@ -42,23 +42,7 @@ enum class Pivots {
 
 ExactLu exact_lu(vex_int m, vex_int n, Pivots kind, std::uint64_t seed);
 
-// Right-looking elimination in extended precision with the first row of largest magnitude as pivot.
-struct PlainLu {
-  std::vector<long double> factors;
-  std::vector<vex_int> ipiv;
-  vex_int info = 0;
-  // The closest call: the smallest relative distance between a pivot and its nearest rival in the same
-  // column.
-  long double narrowest_choice = 1;
-};
-
-PlainLu plain_lu(ConstMatrixView a);
-
 // max over (i, j) of |P A - L U| / (|L| |U|), in units of the unit roundoff times the length of the sums.
 double factor_error(ConstMatrixView a, ConstMatrixView factors, const std::vector<vex_int>& ipiv);
-
-// max over all elements of |b - op(A) x| / (|op(P' L U)| |x|) in the same units, with A given by its factors.
-double solve_error(bool transposed, ConstMatrixView factors, const std::vector<vex_int>& ipiv,
-                   ConstMatrixView x, ConstMatrixView b);
 
 }  // namespace vex::test
