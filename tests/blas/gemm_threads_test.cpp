@@ -174,24 +174,19 @@ TEST(GemmThreads, NarrowOrVectorShapedProductGivesOtherBitsThanTheEngine) {
 
 TEST(GemmThreads, PathsOwnWayToShareIsWrong) {
   Trial trial("TN", 130, 71, 40, -1, 0.5);
-  const Product& p = trial.product();
-  const auto share = [](const Product& x, int threads) {
-    return vex_blas_mc3_xdgemm_par(&x.trans_a, &x.trans_b, &x.m, &x.n, &x.k, &x.alpha, x.a, &x.lda, x.b,
-                                   &x.ldb, &x.beta, x.c, &x.ldc, &threads);
+  const auto share = [&](blas::DgemmParallelFunction* by, int threads, int answer) {
+    return trial.run([&](const Product& p) {
+      EXPECT_EQ(by(&p.trans_a, &p.trans_b, &p.m, &p.n, &p.k, &p.alpha, p.a, &p.lda, p.b, &p.ldb, &p.beta, p.c,
+                   &p.ldc, &threads),
+                answer);
+    });
   };
-  const std::vector<double> expected = trial.run([&](const Product& x) { EXPECT_EQ(share(x, 1), 1); });
-  for (int threads : {2, 3, 16})
-    EXPECT_EQ(expected, trial.run([&](const Product& x) { EXPECT_EQ(share(x, threads), 1); }));
+  const std::vector<double> expected = share(vex_blas_mc3_xdgemm_par, 1, 1),
+                            untouched = trial.run([](auto&) {});
+  for (int threads : {2, 3, 16}) EXPECT_EQ(share(vex_blas_mc3_xdgemm_par, threads, 1), expected);
   for (blas::DgemmParallelFunction* none : {vex_blas_def_xdgemm_par, vex_blas_cnr_def_xdgemm_par,
-                                            vex_blas_avx2_xdgemm_par, vex_blas_avx512_xdgemm_par}) {
-    const int threads = 4;
-    EXPECT_EQ(expected, trial.run([&](const Product& x) {
-      share(x, 1);
-      EXPECT_EQ(none(&p.trans_a, &p.trans_b, &p.m, &p.n, &p.k, &p.alpha, p.a, &p.lda, p.b, &p.ldb, &p.beta,
-                     p.c, &p.ldc, &threads),
-                0);
-    }));
-  }
+                                            vex_blas_avx2_xdgemm_par, vex_blas_avx512_xdgemm_par})
+    EXPECT_EQ(share(none, 4, 0), untouched);
 }
 
 TEST(GemmThreads, MissingSharedMemoryChangesBitsOrLeaks) {

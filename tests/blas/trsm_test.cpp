@@ -7,9 +7,11 @@
 #include "blas/blas.h"
 #include "blas/engine/solve_drivers.h"
 #include "blas/named_entries.h"
+#include "service/buffer_cache.h"
 #include "tests/blas/kernels.h"
 #include "tests/reference/dense.h"
 #include "tests/support/caught_reports.h"
+#include "tests/support/counting_allocator.h"
 #include "tests/support/thread_limit.h"
 
 namespace vex::test {
@@ -147,28 +149,19 @@ TEST_P(Trsm, RightHandSidesMixed) {
 // Threads share the right-hand sides of a call, so a column must not tell how many were solved for with it.
 TEST_P(Trsm, BitsDependOnHowManyRightHandSidesThereAre) {
   std::mt19937_64 random(7);
-  const double alpha = 1;
-  const vex_int order = 811, all = 140;
-  Matrix a(order, order, order + 1), given(order, all, order), together(order, all, order);
+  const vex_int order = 811;
+  Matrix a(order, order, order + 1), given(order, 140, order);
   given.fill(random);
   for (const Case& c : sixteen_cases()) {
     if (c.side == 'R') continue;
     fill_triangle(a, c, random);
-    const auto run = [&](Matrix& x) {
-      GetParam().trsm("L", &c.uplo, &c.trans, &c.diag, &order, &x.cols, &alpha, a.data(), &a.ld, x.data(),
-                      &x.ld, 1, 1, 1, 1);
-    };
-    for (vex_int j = 0; j < all; ++j)
-      for (vex_int i = 0; i < order; ++i) together(i, j) = given(i, j);
-    run(together);
+    Matrix together(given.view());
+    run(GetParam().trsm, c, 1, a, together);
     for (const vex_int count : {1, 10, 15, 29}) {
-      Matrix few(order, count, order + 3);
-      for (vex_int j = 0; j < count; ++j)
-        for (vex_int i = 0; i < order; ++i) few(i, j) = given(i, j + 7);
-      run(few);
-      for (vex_int j = 0; j < count; ++j)
-        for (vex_int i = 0; i < order; ++i)
-          ASSERT_EQ(few(i, j), together(i, j + 7)) << c.uplo << c.trans << c.diag << count << ' ' << i;
+      Matrix few(given.view().block(0, 7, order, count), 3);
+      run(GetParam().trsm, c, 1, a, few);
+      ASSERT_EQ(few.values(), Matrix(together.view().block(0, 7, order, count)).values())
+          << c.uplo << c.trans << c.diag << count;
       ASSERT_TRUE(few.guards_intact());
     }
   }
@@ -201,6 +194,29 @@ TEST_P(Trsm, PreparedBuffersReleasedOrAnswerOtherThanWithoutThem) {
       for (vex_int i = 0; i < m; ++i) ASSERT_NEAR(without(i, j), x(i, j), 1e-12);
     buffers.functions.free(&buffers);
   }
+}
+
+TEST_P(Trsm, SolveWithoutMemoryGivesUp) {
+  if (!alone()) return;
+  const std::string printed = in_unused_memory([&] {
+    std::mt19937_64 random(2);
+    const vex_int m = 300, n = 40;
+    Matrix a(m, m, m), b(m, n, m);
+    test::fill_triangle(a, 'L', 'U', random);
+    b.fill(random);
+    Matrix without(b.view());
+    const Case lower{'L', 'L', 'N', 'U'};
+    run(GetParam().trsm, lower, 1, a, b);
+    vex_serv_free_buffers();
+    CountingAllocator::failing = 1;
+    run(GetParam().trsm, lower, 1, a, without);
+    EXPECT_EQ(CountingAllocator::failing, 0);  // the failure did strike
+    for (vex_int j = 0; j < n; ++j)
+      for (vex_int i = 0; i < m; ++i) ASSERT_NEAR(without(i, j), b(i, j), 1e-13);
+    vex_serv_free_buffers();
+    EXPECT_EQ(CountingAllocator::live(), 0);
+  });
+  EXPECT_NE(printed.find("DTRSM"), std::string::npos) << printed;
 }
 
 TEST(TrsmFrontEnd, BadArgumentAcceptedOrReportedAsAnother) {
@@ -238,27 +254,18 @@ TEST(TrsmFrontEnd, BitsDependOnTheThreadCount) {
       ASSERT_EQ(first, b.values()) << c.side << threads;
       ASSERT_TRUE(b.guards_intact());
     }
-  }
-}
-
-TEST(TrsmFrontEnd, RightHandSideLeftOutOrSolvedTwiceForAnyChunk) {
-  std::mt19937_64 random(6);
-  const vex_int m = 20, n = 10;
-  const double alpha = 1;
-  Matrix a(m, m, m), given(m, n, m);
-  fill_triangle(a, {'L', 'L', 'N', 'N'}, random);
-  given.fill(random);
-  std::vector<double> first;
-  for (const blas::SolveSplit& split : {blas::SolveSplit{1, 0, 0, 2},
-                                        {4, 0, 0, 1},
-                                        {4, 4, 0, 2},
-                                        {4, 4, 7, 2},
-                                        {4, 4, 3, 0},
-                                        {12, 0, 0, 1}}) {
-    Matrix b(given.view());
-    vex_blas_dtrsm_omp_driver_v1("L", "L", "N", "N", &m, &n, &alpha, a.data(), &m, b.data(), &m, split);
-    if (first.empty()) first = b.values();
-    EXPECT_EQ(first, b.values()) << split.threads << ' ' << split.preset;
+    if (c.side == 'R' || c.uplo == 'U') continue;
+    const vex_int few = 10;  // fewer right-hand sides than threads among it, and a rest shorter than a chunk
+    first.resize(static_cast<std::size_t>(m * few));
+    constexpr blas::SolveSplit splits[] = {{1, 0, 0, 2}, {4, 0, 0, 1}, {4, 4, 0, 2},
+                                           {4, 4, 7, 2}, {4, 4, 3, 0}, {12, 0, 0, 1}};
+    for (const blas::SolveSplit& split : splits) {
+      Matrix b(given.view().block(0, 0, m, few));
+      const double alpha = 1.5;
+      vex_blas_dtrsm_omp_driver_v1("L", "L", "N", "U", &m, &few, &alpha, a.data(), &a.ld, b.data(), &m,
+                                   split);
+      EXPECT_EQ(first, b.values()) << split.threads << ' ' << split.preset;
+    }
   }
 }
 

@@ -5,8 +5,10 @@
 
 #include "blas/blas.h"
 #include "blas/vector_threads.h"
+#include "service/buffer_cache.h"
 #include "tests/blas/kernels.h"
 #include "tests/reference/dense.h"
+#include "tests/support/counting_allocator.h"
 #include "tests/support/thread_limit.h"
 
 namespace vex::test {
@@ -186,6 +188,21 @@ TEST(VectorFrontEnd, AnswerDependsOnTheThreadCount) {
       EXPECT_EQ(u, wanted) << threads << lower;
     }
   }
+}
+
+TEST(VectorFrontEnd, PivotSearchWithoutATableOfPartsGivesUpOrKeepsQuiet) {
+  if (!alone()) return;
+  const std::string printed = in_unused_memory([&] {
+    std::vector<double> x(9000);
+    x[5000] = -2, x[7000] = 2;
+    const ThreadLimit limit(600);  // more parts than fit on the stack
+    vex_serv_free_buffers();
+    CountingAllocator::failing = 1;
+    EXPECT_EQ(blas::idamax(9000, x.data(), 1), 5001);
+    EXPECT_EQ(CountingAllocator::failing, 0);
+    EXPECT_EQ(CountingAllocator::live(), 0);
+  });
+  EXPECT_NE(printed.find("vex_blas_idamax"), std::string::npos) << printed;
 }
 
 }  // namespace
