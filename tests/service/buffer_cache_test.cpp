@@ -2,13 +2,10 @@
 // memory that runs out.
 #include "service/buffer_cache.h"
 
-#include <gtest/gtest.h>
-
 #include <barrier>
 #include <cstring>
 #include <random>
 #include <thread>
-#include <vector>
 
 #include "service/bank.h"
 #include "service/cleanup.h"

@@ -1,8 +1,6 @@
 // Cache tables measured from invented leaf-4 answers, and the fixed ones.
 #include "service/cache_size.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/alone.h"
 #include "tests/support/recorded_processor.h"
 

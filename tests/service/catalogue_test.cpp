@@ -10,8 +10,6 @@
 #include <fstream>
 #include <map>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "service/messages.h"
 #include "tests/support/fresh_process.h"

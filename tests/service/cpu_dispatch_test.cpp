@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <utility>
-#include <vector>
 
 #include "service/reproducibility.h"
 #include "tests/support/recorded_processor.h"

@@ -1,10 +1,6 @@
 // Every predicate on recorded processors, one process for each.
 #include "service/cpu_predicates.h"
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include "tests/support/alone.h"
 #include "tests/support/recorded_processor.h"
 

@@ -2,11 +2,9 @@
 #include "service/fast_memory.h"
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 
 #include "service/memory.h"
 #include "tests/support/counting_allocator.h"
@@ -101,16 +99,17 @@ TEST(FastMemory, LimitPassedOrBytesNotGivenBack) {
 
 TEST(FastMemory, LimitMisread) {
   constexpr std::uint64_t none = vex::service::unlimited, mebibyte = 1 << 20;
-  for (const auto& [text, bytes] : {std::pair("0", 0 * mebibyte),
-                                    {"16384", 16384 * mebibyte},
-                                    {"17592186044415", none - 0xFFFFF},
-                                    {"17592186044416", none},
-                                    {"99999999999999999999999", none},
-                                    {"", none},
-                                    {"-0", none},
-                                    {"5x", none},
-                                    {" 5", none},
-                                    {"0x10", none}})
+  const std::pair<const char*, std::uint64_t> cases[] = {{"0", 0},
+                                                         {"16384", 16384 * mebibyte},
+                                                         {"17592186044415", none - 0xFFFFF},
+                                                         {"", none},
+                                                         {"17592186044416", none},
+                                                         {"99999999999999999999999", none},
+                                                         {"-0", none},
+                                                         {"5x", none},
+                                                         {" 5", none},
+                                                         {"0x10", none}};
+  for (const auto& [text, bytes] : cases)
     EXPECT_EQ(vex::service::parse_fast_memory_limit(text), bytes) << text;
 }
 

@@ -1,12 +1,8 @@
 // Clocks and rates, on invented machines where the answer is known and on the real one where it is not.
 #include "service/frequency.h"
 
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "service/clock.h"
 #include "service/nominal_rate.h"

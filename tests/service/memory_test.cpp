@@ -1,8 +1,6 @@
 // Plain blocks: what lies below them, their alignment, and what happens when the system has no more.
 #include "service/memory.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 #include <cstring>
 
@@ -93,8 +91,8 @@ TEST(Memory, HugePageAdviceOutsideTheBlock) {
   constexpr std::ptrdiff_t page = 1 << 21;
   static char arena[6 * page];
   char* base = vex::service::align_up(arena, page);
-  const std::ptrdiff_t cases[][4] = {// start and size of the block, and of what is advised
-                                     {0, page, 0, page},
+  // Start and size of the block, and of what is advised.
+  const std::ptrdiff_t cases[][4] = {{0, page, 0, page},
                                      {0, page - 1, 0, 0},
                                      {1, 2 * page - 2, 0, 0},
                                      {1, 2 * page - 1, page, page},

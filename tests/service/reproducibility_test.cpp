@@ -1,12 +1,9 @@
 // VEX_CBWR as text, as a setting, and as the process that reads it sees it.
 #include "service/reproducibility.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <map>
 #include <thread>
-#include <vector>
 
 #include "service/cleanup.h"
 #include "service/cpu_dispatch.h"

@@ -7,8 +7,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "tests/support/fresh_process.h"
 #include "tests/support/text.h"

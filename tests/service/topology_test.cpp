@@ -3,8 +3,6 @@
 
 #include <bit>
 #include <cstring>
-#include <string>
-#include <vector>
 
 #include "service/topology_count.h"
 #include "tests/support/text.h"

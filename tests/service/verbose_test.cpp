@@ -3,14 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <regex>
-#include <string>
 #include <thread>
 #include <tuple>
-#include <vector>
 
 #include "service/verbose_text.h"
 #include "service/version.h"
@@ -35,13 +32,6 @@ TEST(VerboseMode, AValueThatIsNoModeTurnsTracingOn) {
   for (const char* none : {"3", "-1", "0x3", "1a", "1 ", "\"1\"", "0x", "08", "\t", "\x01", "4294967297",
                            "1\xff", "99999999999999999999999", "-18446744073709551615"})
     EXPECT_EQ(vex::service::parse_verbose_mode(none), 0) << none;
-  for (const int zeros : {127, 128}) {  // the longer one is not read
-    const auto result = in_fresh_process([zeros] {
-      setenv("VEX_VERBOSE", (std::string(static_cast<std::size_t>(zeros), '0') + "1").c_str(), 1);
-      std::exit(*vex_serv_verbose_mode());
-    });
-    EXPECT_EQ(result.status, zeros == 127 ? 1 : 0);
-  }
 }
 
 TEST(VerboseText, ADurationOrASettingReadsDifferently) {
@@ -119,45 +109,40 @@ TEST(TraceFile, LinesOfThreadsThatTraceAtOnceMixOrGetLost) {
 
 TEST(TraceFile, AFileThatCannotBeWrittenLosesTheTraceOrGoesUnreported) {
   const ScratchDirectory scratch;
-  const std::string& directory = scratch.path();
-  const std::pair<std::string, const char*> names[] = {{directory, unopenable},
-                                                       {directory + "/none/trace", unopenable},
-                                                       {std::string(4095, 'x'), unopenable},
-                                                       {std::string(4096, 'x'), too_long_or_empty}};
-  for (const auto& [name, warning] : names) {
-    const auto result = in_fresh_process([&name = name] {
+  const std::string &directory = scratch.path(), gone = directory + "/sub";
+  const auto trace = [](const char* call) { vex_serv_print_verbose_info(0, call, 0.5); };
+  for (const auto& [name, warning] : {std::pair(directory, unopenable),
+                                      {directory + "/none/trace", unopenable},
+                                      {std::string(4095, 'x'), unopenable},
+                                      {std::string(4096, 'x'), too_long_or_empty}}) {
+    const auto result = in_fresh_process([&, name = name] {
       setenv("VEX_VERBOSE_OUTPUT_FILE", name.c_str(), 1);
-      vex_serv_print_verbose_info(1, "CALL()", 0.5);
+      trace("CALL()");
     });
     EXPECT_EQ(result.errors, warning) << name.size();
     EXPECT_EQ(lines_of(result.output).size(), 2u) << name.size();
   }
 
-  // A directory that vanishes after the name was taken: every line warns and falls back.
-  const auto vanished = in_fresh_process([&] {
-    std::filesystem::create_directory(directory + "/sub");
-    vex_serv_verbose_output_file((directory + "/sub/trace").c_str());
-    std::filesystem::remove_all(directory + "/sub");
-    vex_serv_print_verbose_info(1, "CALL()", 0.5);
-  });
-  EXPECT_EQ(vanished.errors, std::string(print_to_stdout) + print_to_stdout);
-  EXPECT_EQ(lines_of(vanished.output).size(), 2u);
-}
-
-TEST(TraceFile, ANameSetByTheProgramLosesAgainstTheEnvironmentOrItsFailureKeepsTheOldOne) {
-  const ScratchDirectory scratch;
-  const std::string& directory = scratch.path();
+  // The program's own names, which win over the environment's: a good one, two bad ones, and one whose
+  // directory vanishes after it was taken.
   const std::string chosen = directory + "/chosen", environment = directory + "/environment";
   const auto result = in_fresh_process([&] {
     setenv("VEX_VERBOSE_OUTPUT_FILE", environment.c_str(), 1);
     std::printf("%d", vex_serv_verbose_output_file(chosen.c_str()));
-    vex_serv_print_verbose_info(0, "FIRST()", 0.5);
+    trace("FIRST()");
     for (const char* name : {static_cast<const char*>(nullptr), directory.c_str()})
       std::printf("%d", vex_serv_verbose_output_file(name));
-    vex_serv_print_verbose_info(0, "SECOND()", 0.5);
+    trace("SECOND()");
+    std::filesystem::create_directory(gone);
+    vex_serv_verbose_output_file((gone + "/trace").c_str());
+    std::filesystem::remove_all(gone);
+    trace("THIRD()");
   });
-  EXPECT_EQ(lines_of(vex::test::read_file(chosen)).size(), 2u);  // the header and a call
+  EXPECT_EQ(lines_of(read_file(chosen)).size(), 2u);  // the header and a call
   EXPECT_FALSE(std::filesystem::exists(environment));
-  EXPECT_EQ(result.output.substr(0, 25), "011VEX_VERBOSE SECOND() 5");
-  EXPECT_EQ(result.errors, std::string(too_long_or_empty) + unopenable);
+  EXPECT_TRUE(std::regex_match(
+      result.output, std::regex("011VEX_VERBOSE SECOND.*\n(VEX_VERBOSE VEX.*\n)?VEX_VERBOSE THIRD.*\n")))
+      << result.output;
+  EXPECT_TRUE(result.errors.starts_with(std::string(too_long_or_empty) + unopenable + print_to_stdout))
+      << result.errors;
 }

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <string>
 
 #include "service/progress.h"
 #include "tests/support/fresh_process.h"
