@@ -140,9 +140,7 @@ TEST(TraceFile, AFileThatCannotBeWrittenLosesTheTraceOrGoesUnreported) {
   });
   EXPECT_EQ(lines_of(read_file(chosen)).size(), 2u);  // the header and a call
   EXPECT_FALSE(std::filesystem::exists(environment));
-  EXPECT_TRUE(std::regex_match(
-      result.output, std::regex("011VEX_VERBOSE SECOND.*\n(VEX_VERBOSE VEX.*\n)?VEX_VERBOSE THIRD.*\n")))
-      << result.output;
-  EXPECT_TRUE(result.errors.starts_with(std::string(too_long_or_empty) + unopenable + print_to_stdout))
-      << result.errors;
+  const std::regex fallen_back("011VEX_VERBOSE SECOND.*\nVEX_VERBOSE THIRD.*\n");
+  EXPECT_TRUE(std::regex_match(result.output, fallen_back)) << result.output;
+  EXPECT_EQ(result.errors, std::string(too_long_or_empty) + unopenable + print_to_stdout);
 }
