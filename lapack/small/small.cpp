@@ -31,6 +31,10 @@ void vex_lapack_ps_dgetrf_small(const vex_int* m, const vex_int* n, double* a, c
 
 void vex_lapack_ps_dgetf2(const vex_int* m, const vex_int* n, double* a, const vex_int* lda, vex_int* ipiv,
                           vex_int* info) {
+  if (*m <= 0 || *n <= 0) {
+    *info = 0;
+    return;
+  }
   auto* const routine = vex::lapack::unblocked_routine.get();
   if (routine != nullptr) routine(m, n, a, lda, ipiv, info);
 }

@@ -40,7 +40,6 @@ TEST(Getrf, FactorsEverySmallShapeToTheLastBit) {
       for (const Pivots kind : all_pivots) {
         const ExactLu wanted = exact_lu(m, n, kind, static_cast<std::uint64_t>(m * 41 + n));
         ASSERT_TRUE(is_exact(wanted, {wanted.matrix(), n % 3, vex_lapack_dgetrf}));
-        if (m == 0 || n == 0) continue;
         ASSERT_TRUE(is_exact(wanted, {wanted.matrix(), n % 3, vex_lapack_dgetf2})) << "unblocked";
       }
 }
