@@ -155,6 +155,7 @@ class ParallelRun {
   void start_sharing(blas::TeamRank idle) {
     // The largest panel copied is the first: later ones are not wider, and have fewer rows.
     const vex_int inner = width(0), rows = a_.rows - inner;
+    if (rows <= 0) return;
     const blas::TeamCall call{blas::TeamStage::start, idle, &idle_, &shared_, depth_, panels_.count, 0};
     team_multiply(call, rows, inner);
     if (!shared_ || idle.rank != 0) return;
