@@ -204,7 +204,8 @@ void measure(const Options& options, Shape shape, int right_sides, const Library
     std::vector<double> peak, ours, theirs;
     double peak_seconds = shortest_peak;
     for (int r = -1; r < options.repeats; ++r) {
-      const double peak_rate = vex::bench::multiply_add_peak(vex::bench::PeakKind::widest_fused, threads, peak_seconds);
+      const double peak_rate =
+          vex::bench::multiply_add_peak(vex::bench::PeakKind::widest_fused, threads, peak_seconds);
       const double our_time = systems.seconds(own, threads);
       const double peer_time = peer ? systems.seconds(*peer, threads) : 0;
       peak_seconds = std::clamp(our_time * systems.copies(), shortest_peak, longest_peak);
