@@ -101,10 +101,10 @@ void multiply_packing_b(const BlockedCall& call) {
   }
 }
 
-// A product with A prepacked takes its columns in equal slices, each as wide as that gets up to here: all of A
-// passes by for every slice, from the third cache or from memory. LU of order 8000 on two threads with panels
-// of 256 columns ran 2 percent slower than with panels of 192 when slices of 192 and 64 were made of them, and
-// runs 1 to 3 percent faster with one slice.
+// A product with A prepacked takes its columns in equal slices, each as wide as that gets up to here: all of
+// A passes by for every slice, from the third cache or from memory. LU of order 8000 on two threads with
+// panels of 256 columns ran 2 percent slower than with panels of 192 when slices of 192 and 64 were made of
+// them, and 1 to 4 percent faster with one slice.
 constexpr vex_int widest_prepacked_slice = 384;
 
 void widen_slices(BufferRecord& buffers, vex_int n) {
